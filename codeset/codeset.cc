@@ -1,0 +1,69 @@
+#include "codeset/codeset.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "codeset/image.h"
+#include "codeset/init.h"
+#include "codeset/tables.h"
+
+using quillon::Registry;
+
+namespace {
+
+constexpr std::uint16_t kEbcdicFamily = 0x1100;
+constexpr int kNameBytes = 128;
+
+void readHeader(nxl_cs& cs, unsigned char* table, std::uint32_t size) {
+  const quillon::Header header = quillon::readHeader(table);
+  cs.table = table;
+  cs.table_size = size;
+  cs.table_loaded = 1;
+  cs.kind = header.family == kEbcdicFamily ? std::uint16_t{kEbcdicKind} : header.kind;
+  cs.param_a = header.param_a;
+  cs.param_b = header.param_b;
+  std::memcpy(cs.header_bytes, table + quillon::kHeaderBytesOffset, sizeof cs.header_bytes);
+}
+
+}  // namespace
+
+nxl_cs* cs_new(const char* name) {
+  std::unique_ptr<nxl_cs> cs(new (std::nothrow) nxl_cs);
+  if (!cs) return nullptr;
+  if (std::strcmp(name, "UTF8") == 0) {
+    cs->kind = kUtf8Kind;
+  } else if (std::strcmp(name, "INTERNAL37") == 0) {
+    cs->kind = kInternal37Kind;
+  } else {
+    std::uint32_t size = 0;
+    unsigned char* table = get_table(name, &size);
+    if (!table) return nullptr;
+    readHeader(*cs, table, size);
+  }
+  return cs.release();
+}
+
+nxl_cs* nxl_cs_new(const char* name) {
+  if (!name) return nullptr;
+  if (std::strpbrk(name, "/\\")) return cs_new(name);
+  char normalised[kNameBytes];
+  get_table_name(name, normalised, sizeof normalised);
+  return cs_new(normalised);
+}
+
+int nxl_cs_free(nxl_cs* cs) {
+  Registry& registry = Registry::instance();
+  if (!cs || registry.isBuiltIn(cs)) return 0;
+  registry.forget(cs);
+  std::free(cs->table);
+  delete cs;
+  return 0;
+}
+
+const unsigned char* nxl_cs_table(nxl_cs* cs, std::uint32_t* size_out) {
+  if (!cs) cs = nxl_get_def_cs();
+  if (size_out) *size_out = cs->table_size;
+  return cs->table;
+}

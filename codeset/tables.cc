@@ -1,0 +1,174 @@
+#include "codeset/tables.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "codeset/ebcdic.h"
+#include "codeset/image.h"
+
+using quillon::formatPath;
+
+namespace {
+
+constexpr int kMaxFiles = 5;                // a redirection chain of that many files ends in failure
+constexpr off_t kMaxTableBytes = 64 << 20;  // no codeset needs a hundredth of it
+
+struct Free {
+  void operator()(unsigned char* p) const { std::free(p); }
+};
+
+struct Image {
+  std::unique_ptr<unsigned char, Free> bytes;
+  std::uint32_t size = 0;
+};
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ >= 0) close(fd_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+  int release() {
+    const int fd = fd_;
+    fd_ = -1;
+    return fd;
+  }
+
+ private:
+  int fd_;
+};
+
+// Opens a regular file and tells its size; -1 for anything else. Without O_NONBLOCK a FIFO would wait for its writer.
+int openRegular(const char* path, off_t* size) {
+  Descriptor fd(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  struct stat status;
+  if (fd.get() < 0 || fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return -1;
+  *size = status.st_size;
+  return fd.release();
+}
+
+bool readFully(int fd, unsigned char* to, std::size_t size) {
+  while (size > 0) {
+    const ssize_t n = read(fd, to, size);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    to += n;
+    size -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+// The whole file; no bytes when it cannot be had.
+Image readFile(const char* path) {
+  off_t size = 0;
+  const Descriptor fd(openRegular(path, &size));
+  if (fd.get() < 0 || size > kMaxTableBytes) return {};
+  const auto count = static_cast<std::size_t>(size);
+  Image image;
+  image.bytes.reset(static_cast<unsigned char*>(std::malloc(count ? count : 1)));
+  if (!image.bytes || !readFully(fd.get(), image.bytes.get(), count)) return {};
+  image.size = static_cast<std::uint32_t>(count);
+  return image;
+}
+
+bool isTable(const Image& image) {
+  return image.size >= quillon::kMinTableBytes && std::memcmp(image.bytes.get() + quillon::kMagicOffset, "ucv", 3) == 0;
+}
+
+// Replaces the file name behind the directory by the redirection's text, as far as the path has room.
+void redirect(char (&path)[kPathBytes], std::size_t dir_length, const Image& image) {
+  std::size_t end = dir_length;
+  for (std::uint32_t i = 0; i < image.size && end < sizeof path - 1; ++i) {
+    const unsigned char c = image.bytes.get()[i];
+    if (c > ' ' && c != 0x7F) path[end++] = static_cast<char>(c);
+  }
+  path[end] = '\0';
+}
+
+// Only the first directory of the process is asked, so that a later search path cannot change tables already in use.
+void probeVariant(const char* dir) {
+  static bool probed = false;
+  if (probed) return;
+  probed = true;
+  char path[kPathBytes];
+  struct stat status;
+  if (formatPath(path, "%s930variant", dir) && stat(path, &status) == 0) quillon::useVariant930();
+}
+
+// Where tables may lie below a directory that an environment variable names.
+struct TableDirectory {
+  const char* variable;
+  const char* below;
+};
+constexpr TableDirectory kTableDirectories[] = {
+    {"NXLDIR", "/codeset/"},
+    {"NXLDIR", "/"},
+    {"BINDIR", "/../generic/codeset/"},
+};
+
+}  // namespace
+
+unsigned char* get_table(const char* name, std::uint32_t* size_out) {
+  for (const TableDirectory& directory : kTableDirectories) {
+    const char* value = quillon::environmentOrEmpty(directory.variable);
+    char dir[kPathBytes];
+    if (!*value || !formatPath(dir, "%s%s", value, directory.below)) continue;
+    if (unsigned char* table = load_table(dir, name, size_out)) return table;
+  }
+  return load_table("", name, size_out);
+}
+
+unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size_out) {
+  *size_out = 0;
+  char path[kPathBytes];
+  if (!formatPath(path, "%s%s", dir, name)) return nullptr;
+  probeVariant(dir);
+
+  const std::size_t dir_length = std::strlen(dir);
+  for (int i = 0; i < kMaxFiles; ++i) {
+    Image image = readFile(path);
+    if (!image.bytes) return nullptr;
+    if (isTable(image)) {
+      *size_out = image.size;
+      return image.bytes.release();
+    }
+    redirect(path, dir_length, image);
+  }
+  return nullptr;
+}
+
+namespace quillon {
+
+std::FILE* openRegularFile(const char* path) {
+  off_t size = 0;
+  Descriptor fd(openRegular(path, &size));
+  if (fd.get() < 0) return nullptr;
+  std::FILE* file = fdopen(fd.get(), "r");
+  if (file) fd.release();
+  return file;
+}
+
+bool formatPath(char (&path)[kPathBytes], const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = std::vsnprintf(path, sizeof path, format, arguments);
+  va_end(arguments);
+  return length >= 0 && length + 2 <= kPathBytes;
+}
+
+const char* environmentOrEmpty(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
+}  // namespace quillon

@@ -1,0 +1,37 @@
+#ifndef QUILLON_CODESET_TABLES_H_
+#define QUILLON_CODESET_TABLES_H_
+
+#include <cstdint>
+#include <cstdio>
+
+/// Finding and reading table files; doc/codeset-tables.md describes their layout.
+
+/// The buffer for every path. One byte more than a path and its terminator take stays free.
+inline constexpr int kPathBytes = 256;
+
+/// Searches the table directories: NXLDIR/codeset, NXLDIR, BINDIR/../generic/codeset and the current directory. Returns
+/// the table (release with std::free) and its size, or null and 0.
+unsigned char* get_table(const char* name, std::uint32_t* size_out);
+
+/// Loads the table `name` from one directory, following redirection files, five files in all. `dir` ends in "/" or is
+/// empty. Result as get_table(). Only regular files of at most 64 MiB are read. The first call in the process also
+/// looks for a file "930variant" in the directory, which takes the lower-case letters out of the EBCDIC invariant set.
+unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size_out);
+
+/// A codeset for an already normalised name, or null. Release with nxl_cs_free().
+struct nxl_cs* cs_new(const char* name);
+
+namespace quillon {
+
+/// Opens a regular file for reading; null for anything else, without waiting for a FIFO's writer.
+std::FILE* openRegularFile(const char* path);
+
+/// Writes a path in printf style into `path`; false when it does not fit.
+[[gnu::format(printf, 2, 3)]] bool formatPath(char (&path)[kPathBytes], const char* format, ...);
+
+/// The value of an environment variable, "" when it is unset.
+const char* environmentOrEmpty(const char* name);
+
+}  // namespace quillon
+
+#endif  // QUILLON_CODESET_TABLES_H_
