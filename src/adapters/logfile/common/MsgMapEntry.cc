@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 #include <string_view>
 
 #include "src/adapters/logfile/common/MapSpec.h"
@@ -18,6 +17,12 @@ bool isQuoted(std::string_view text) { return text.starts_with('"'); }
 /// `text` without its first and last characters.
 std::string_view inner(std::string_view text) {
   return text.size() < 2 ? std::string_view() : text.substr(1, text.size() - 2);
+}
+
+qlStrobj numbered(const char* prefix, int number) {
+  char text[24];
+  std::snprintf(text, sizeof text, "%s%d", prefix, number);
+  return text;
 }
 
 }  // namespace
@@ -87,9 +92,7 @@ void MsgMapEntry::dbgdump() { std::printf("\t%s %d\n", name.view().data(), unmap
 qlStrobj MsgMapEntry::selectedValue(MapSpec* spec) const {
   int selectedSoFar = 0;
   spec->getmap(name.getString(), selectedSoFar);
-  char text[16];
-  std::snprintf(text, sizeof text, "$V%d", selectedSoFar + 1);  // the first line selects the event's number
-  return text;
+  return numbered("$V", selectedSoFar + 1);  // the first line selects the event's number
 }
 
 qlStrobj MsgMapEntry::lineStart() const {
@@ -101,7 +104,7 @@ void MsgMapEntry::dumpLine(const char* value) const {
   std::printf("\t%s %d %s\n", name.view().data(), unmapped, value);
 }
 
-qlStrobj VarMapEntry::fmtMap(MapSpec* /*spec*/) { return lineStart() << "$" << std::to_string(number).c_str(); }
+qlStrobj VarMapEntry::fmtMap(MapSpec* /*spec*/) { return lineStart() << numbered("$", number); }
 
 qlStrobj VarMapEntry::svalue(MapSpec* spec) { return spec->bvalue(this); }
 
@@ -114,7 +117,7 @@ MsgMapEntry* VarMapEntry::addRule(const char* text, MapSpec* spec) {
   return this;
 }
 
-void VarMapEntry::dbgdump() { dumpLine(("$" + std::to_string(number)).c_str()); }
+void VarMapEntry::dbgdump() { dumpLine(numbered("$", number).getString()); }
 
 qlStrobj ConstMapEntry::cdsMap(MapSpec* /*spec*/) { return value; }
 
