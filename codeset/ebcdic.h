@@ -128,10 +128,11 @@ class MixedEbcdicTarget {
  private:
   std::uint32_t codeOf(char32_t c) const {
     std::uint32_t code = invariantCode(c);
-    if (code == kUnmappableCode) code = pages_.code(c);
-    const bool usable = code < 0x10000 && code != kShiftOut && code != kShiftIn;
-    return usable ? code : kEbcdicSubstitute;
+    if (code == kUnmappableCode || isShift(code)) code = pages_.code(c);
+    return code < 0x10000 && !isShift(code) ? code : kEbcdicSubstitute;
   }
+
+  static bool isShift(std::uint32_t code) { return code == kShiftOut || code == kShiftIn; }
 
   std::uint8_t& state_;
   Pages<2> pages_;

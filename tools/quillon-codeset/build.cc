@@ -35,7 +35,7 @@ bool makeReadable(int fd) {
 int writeFile(const std::string& path, const std::string& bytes) {
   std::string temporary = path + ".XXXXXX";
   const int fd = mkstemp(temporary.data());
-  if (fd < 0) return fail("cannot create %s: %s", temporary.c_str(), std::strerror(errno));
+  if (fd < 0) return fail("cannot write %s: %s", path.c_str(), std::strerror(errno));
   const bool written = writeAll(fd, bytes) && makeReadable(fd);
   int error = errno;
   const bool closed = close(fd) == 0;
