@@ -62,6 +62,7 @@ class qlList : public qlNode<T> {
     if (this == &other) return *this;
     clear();
     for (other[0]; other.has(); other++) (*this)(other());
+    other.cursor = nullptr;
     cursor = this;
     return *this;
   }

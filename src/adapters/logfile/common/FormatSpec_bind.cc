@@ -58,7 +58,7 @@ class Binding {
         component_(format.components.begin()),
         bound_(format.lookahead.begin()) {
     for (int i = 0; i < variables_; ++i) attempt(i).start = -1, attempt(i).steps = 0;
-    msg_.reset();
+    msg_.seek(msg_.beginning());
   }
 
   bool run() {
@@ -119,7 +119,7 @@ class Binding {
   }
 
   bool returnTo(int variable) {
-    msg_ += attempt(variable).start - msg_.reset();
+    msg_.seek(attempt(variable).start);
     component_ = attempt(variable).component;
     bound_ = attempt(variable).bound;
     variable_ = variable - 1;
@@ -189,4 +189,13 @@ qlStrobj FormatSpec::aevent() {
   event << getName();
   for (MsgMapEntry* e : getMaps()) event << " `" << e->getName() << "=" << e->svalue(this) << "'";
   return event << " END";
+}
+
+void FormatSpec::dbgmatch() {
+  std::printf("matched %s\n", getName().view().data());
+  for (int n = 1; n <= numVars; ++n) {
+    const quillon::ConvertedText local(nxl_from_utf8, quillon::platformCodeset(), value(n).view());
+    if (!local.text()) quillon::exitWithoutMemory("FormatSpec::dbgmatch: malloc failure.");
+    std::printf("\t$%d is `%s'\n", n, local.text());
+  }
 }

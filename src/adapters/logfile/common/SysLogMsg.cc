@@ -4,7 +4,7 @@
 
 SysLogMsg::SysLogMsg(const char* text) : qlStrobj(text), length(size()), cursor(start()) {
   findContentEnd();
-  reset();
+  beginning_ = reset();
 }
 
 int SysLogMsg::reset() {

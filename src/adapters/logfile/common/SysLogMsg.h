@@ -16,6 +16,13 @@ class SysLogMsg : public qlStrobj {
   /// Puts the cursor behind leading white space and returns how much of that there is.
   int reset();
 
+  /// Puts the cursor `to` bytes behind the start of the text.
+  void seek(int to) { cursor = start() + to; }
+
+  /// Where the cursor stood when the message was made. A leading newline is behind that also in a message from an event
+  /// log, which it became later.
+  int beginning() const { return beginning_; }
+
   /// True when only white space remains.
   bool end() const { return cursor >= contentEnd_; }
 
@@ -49,6 +56,7 @@ class SysLogMsg : public qlStrobj {
   const char* cursor;
   int fromEventLog = 0;
 
+  int beginning_;
   const char* contentEnd_;                   ///< Behind the last character that is not white space.
   mutable const char* wordStart_ = nullptr;  ///< From here to wordEnd_ there is no end of a word: the last one found.
   mutable const char* wordEnd_ = nullptr;
