@@ -2,7 +2,8 @@
 
 #include <cstring>
 
-SysLogMsg::SysLogMsg(const char* text) : qlStrobj(text), length(size()), cursor(start()), textEnd_(cursor + length) {
+SysLogMsg::SysLogMsg(const char* text)
+    : qlStrobj(text ? text : ""), length(size()), cursor(start()), textEnd_(cursor + length) {
   findContentEnd();
   beginning_ = reset();
 }
