@@ -2,10 +2,11 @@
 
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <string>
+
+#include "tools/program.h"
 
 namespace quillon {
 
@@ -21,7 +22,7 @@ std::optional<int> parseOptions(CLI::App& app, int argc, const char* const* argv
     return std::nullopt;
   } catch (const CLI::ParseError& error) {
     if (app.exit(error) != EXIT_SUCCESS) return kWrongUsage;
-    return std::cout.flush() ? EXIT_SUCCESS : EXIT_FAILURE;
+    return std::cout.flush() ? EXIT_SUCCESS : outputFailed(app.get_name().c_str());
   }
 }
 

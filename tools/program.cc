@@ -3,7 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <initializer_list>
 
 #include "src/adapters/logfile/common/diagnostics.h"
@@ -16,6 +20,11 @@ void prepareProcess() {
   }
   std::signal(SIGPIPE, SIG_IGN);
   exitWhenMemoryIsExhausted();
+}
+
+int outputFailed(const char* program) {
+  if (errno != EPIPE) std::fprintf(stderr, "%s: cannot write standard output: %s\n", program, std::strerror(errno));
+  return EXIT_FAILURE;
 }
 
 }  // namespace quillon

@@ -10,6 +10,10 @@ namespace quillon {
 /// process. Exhausted memory is a report and exit status 1.
 void prepareProcess();
 
+/// Says that standard output could not be written, for the reason in errno; not when its reader has gone away, who
+/// knows that. Returns EXIT_FAILURE.
+int outputFailed(const char* program);
+
 }  // namespace quillon
 
 #endif  // QUILLON_TOOLS_PROGRAM_H_

@@ -1,10 +1,8 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "src/adapters/logfile/common/FormatSpec.h"
@@ -39,7 +37,6 @@ int main(int argc, char* argv[]) {
   if (const std::optional<int> status = quillon::parseOptions(app, argc, argv)) return *status;
 
   LogDriver reader(formats.c_str(), nullptr, 1);
-  if (dumps ? dump(reader) : reader.write_fmt(nullptr) == 1) return EXIT_SUCCESS;
-  std::fprintf(stderr, "%s: cannot write standard output: %s\n", kProgram, std::strerror(errno));
-  return EXIT_FAILURE;
+  const bool written = dumps ? dump(reader) : reader.write_fmt(nullptr) == 1;
+  return written ? EXIT_SUCCESS : quillon::outputFailed(kProgram);
 }
