@@ -20,6 +20,7 @@ bool MessageReader::next() {
     const char* const start = buffer_.get() + searched_;
     const void* const found = std::memchr(start, delimiter_, end_ - searched_);
     searched_ = found ? static_cast<std::size_t>(static_cast<const char*>(found) - buffer_.get()) : end_;
+    if (searched_ - begin_ > longest_) findNul();
     const std::size_t length = (nulFound_ ? nul_ : searched_) - begin_;
     if (length > longest_) {
       piece_ = inPieces_ = true;
@@ -55,6 +56,7 @@ bool MessageReader::fill() {
     end_ -= begin_;
     nul_ -= begin_;
     begin_ = 0;
+    searched_ = end_;
   }
   if (room_ - end_ < kLeastRead) forgetBehindNul();
   if (room_ - end_ < kLeastRead) grow();
@@ -72,13 +74,17 @@ bool MessageReader::fill() {
   return true;
 }
 
+/// Looks for the end of the text in what was searched for the delimiter.
+void MessageReader::findNul() {
+  if (nulFound_) return;
+  const void* const nul = std::memchr(buffer_.get() + nul_, '\0', searched_ - nul_);
+  nulFound_ = nul != nullptr;
+  nul_ = nulFound_ ? static_cast<std::size_t>(static_cast<const char*>(nul) - buffer_.get()) : searched_;
+}
+
 /// A line can go on for ever behind its text.
 void MessageReader::forgetBehindNul() {
-  if (!nulFound_) {
-    const void* const nul = std::memchr(buffer_.get() + nul_, '\0', end_ - nul_);
-    nulFound_ = nul != nullptr;
-    nul_ = nulFound_ ? static_cast<std::size_t>(static_cast<const char*>(nul) - buffer_.get()) : end_;
-  }
+  findNul();
   if (!nulFound_) return;
   forgotten_ += end_ - nul_;
   end_ = nul_;

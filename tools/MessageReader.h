@@ -41,6 +41,7 @@ class MessageReader {
   static constexpr std::size_t kLeastRead = 32 * 1024;
 
   bool fill();
+  void findNul();
   void forgetBehindNul();
   void grow();
   void deliver(std::size_t length, std::size_t delimiters);
