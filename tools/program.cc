@@ -1,0 +1,30 @@
+#include "tools/program.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+
+#include "src/adapters/logfile/common/diagnostics.h"
+
+namespace quillon {
+
+void prepareProcess() {
+  for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) == -1) open("/dev/null", O_RDONLY);
+  }
+  std::signal(SIGPIPE, SIG_IGN);
+  exitWhenMemoryIsExhausted();
+}
+
+int outputFailed(const char* program) {
+  if (errno != EPIPE) std::fprintf(stderr, "%s: cannot write standard output: %s\n", program, std::strerror(errno));
+  return EXIT_FAILURE;
+}
+
+}  // namespace quillon
