@@ -76,7 +76,7 @@ std::string values(const FormatSpec& format, bool bound) {
   return text;
 }
 
-std::string bind(FormatSpec& format, const std::string& message, bool eventLog) {
+std::string bound(FormatSpec& format, const std::string& message, bool eventLog) {
   SysLogMsg msg(message.c_str());
   if (eventLog) msg.setEventFromEventLog();
   return values(format, format.bindConverted(msg));

@@ -42,8 +42,8 @@ MsgMapEntry* addSlot(MapSpec& spec, const std::string& slot, long kind, const st
 /// "no", or the captured values with bars between them.
 std::string values(const FormatSpec& format, bool bound);
 
-/// Binds `message` to `format`.
-std::string bind(FormatSpec& format, const std::string& message, bool eventLog = false);
+/// What values() says of `format` after it has tried to bind `message`.
+std::string bound(FormatSpec& format, const std::string& message, bool eventLog = false);
 
 /// The text that `write` gives to a stream.
 std::string written(const std::function<void(std::FILE*)>& write);
