@@ -18,8 +18,8 @@ TEST(String, RoomComesInBlocks) {
     int expected;
   };
   const Case cases[] = {
-      {0, 0, false, 108},   {106, 0, false, 108}, {107, 0, false, 216},   {214, 0, false, 216},
-      {100, 7, false, 108}, {100, 8, false, 216},                           // full: grows by the appended text's blocks
+      {0, 0, false, 108},     {106, 0, false, 108},  {107, 0, false, 216},
+      {214, 0, false, 216},   {100, 7, false, 108},  {100, 8, false, 216},  // full: grows by the appended text's blocks
       {107, 109, false, 432}, {107, 109, true, 324},                        // shared: room for the joined text
   };
   for (const Case& c : cases) {
@@ -55,7 +55,12 @@ const Edit kEdits[] = {
     {"center", [](qlStrobj& s) { s.center(1); }, " ab ", "|ab|"},
     {"upper", [](qlStrobj& s) { s.upper(); }, "aB1", "|AB1|"},
     {"lower", [](qlStrobj& s) { s.lower(); }, "aB1", "|ab1|"},
-    {"append", [](qlStrobj& s) { s << "b" << ""; }, "a", "|ab|"},
+    {"append",
+     [](qlStrobj& s) {
+       s << "b"
+         << "";
+     },
+     "a", "|ab|"},
     {"append", [](qlStrobj& s) { s << s; }, "ab", "|abab|"},
     {"append", [](qlStrobj& s) { s.append(static_cast<const char*>(nullptr)); }, "a", "|a|"},
     {"append", [](qlStrobj& s) { s << "a"; }, nullptr, "|a|"},
@@ -100,8 +105,8 @@ TEST(String, Equality) {
     const char* b;
     bool equal;
   };
-  const Case cases[] = {{"a", "a", true},  {"a", "b", false},      {"a", "ab", false},        {"", "", true},
-                        {"", "a", false},  {nullptr, "", false},   {nullptr, nullptr, true},  {"a", nullptr, false}};
+  const Case cases[] = {{"a", "a", true}, {"a", "b", false},    {"a", "ab", false},       {"", "", true},
+                        {"", "a", false}, {nullptr, "", false}, {nullptr, nullptr, true}, {"a", nullptr, false}};
   for (const Case& c : cases) {
     const qlStrobj a(c.a);
     const qlStrobj b(c.b);
@@ -121,8 +126,11 @@ TEST(String, IndexOutOfRangeWarnsAndGoesOn) {
     int index;
     const char* warning;
   };
-  const Case cases[] = {{"abc", 3, ""}, {"abc", 4, "index out of range"}, {"abc", -1, "index out of range"},
-                        {nullptr, 5, ""}, {nullptr, -1, "index out of range"}};
+  const Case cases[] = {{"abc", 3, ""},
+                        {"abc", 4, "index out of range"},
+                        {"abc", -1, "index out of range"},
+                        {nullptr, 5, ""},
+                        {nullptr, -1, "index out of range"}};
   for (const Case& c : cases) {
     qlStrobj text(c.text);
     testing::internal::CaptureStderr();

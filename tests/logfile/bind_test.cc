@@ -146,10 +146,10 @@ TEST_F(Bind, PrintedValues) {
     const char* expected;
   };
   const Case cases[] = {
-      {"\"%s/%s\",user,user", "bob/bob"},    {"\"%s/%s\",user", "bob/%s"},       // an argument is missing,
-      {"\"%s/%s\",nosuch,user", "%s/bob"},   {"\"%s/%s\",other,user", "%s/bob"}, // unknown, or a PRINTF itself
-      {"\"%s\",user,user", "bob"},           {"\"%%s 100% %d\",user", "%bob 100% %d"},
-      {"\"%s%s\",pc,user", "%sbob"},         {"\"\"", ""},
+      {"\"%s/%s\",user,user", "bob/bob"},  {"\"%s/%s\",user", "bob/%s"},        // an argument is missing,
+      {"\"%s/%s\",nosuch,user", "%s/bob"}, {"\"%s/%s\",other,user", "%s/bob"},  // unknown, or a PRINTF itself
+      {"\"%s\",user,user", "bob"},         {"\"%%s 100% %d\",user", "%bob 100% %d"},
+      {"\"%s%s\",pc,user", "%sbob"},       {"\"\"", ""},
   };
   for (const Case& c : cases) {
     MsgMapEntry* const entry = addSlot(format, "msg", printMap, c.rule);
@@ -161,8 +161,8 @@ TEST_F(Bind, PrintedValues) {
 class RandomCases {
  public:
   std::vector<std::string> format() {
-    static const char* const tokens[] = {"%s",  "%s",   "%s*",  "%s*", "%s+", "%t", "%n", " ",
-                                         " ",   " ",    "a",    "b",   "ab",  "x",  "%2s", "%1s*", "%2s+", "aa"};
+    static const char* const tokens[] = {"%s", "%s", "%s*", "%s*", "%s+", "%t",  "%n",   " ",    " ",
+                                         " ",  "a",  "b",   "ab",  "x",   "%2s", "%1s*", "%2s+", "aa"};
     std::vector<std::string> format(1 + below(8));
     for (std::string& token : format) token = tokens[below(std::size(tokens))];
     return format;

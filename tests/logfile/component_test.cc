@@ -15,7 +15,8 @@ using Component = LogfileTest;
 TEST_F(Component, MadeFromTokens) {
   struct Case {
     const char* token;
-    const char* expected;  ///< Its text; "shared" for the one instance of its kind; "$" for a variable, "=" for a bound.
+    const char*
+        expected;  ///< Its text; "shared" for the one instance of its kind; "$" for a variable, "=" for a bound.
     const char* report;
   };
   const Case cases[] = {

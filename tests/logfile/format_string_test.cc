@@ -24,8 +24,8 @@ TEST_F(FormatString, SplitsIntoComponents) {
   };
   const Case cases[] = {
       {"%s %s", "%s %s $2 /1"},
-      {"a  \t b", "a b $0 /1"},      // a run of white space is one component,
-      {"a\t b", "a\tb $0 /1"},       // which is its first character
+      {"a  \t b", "a b $0 /1"},  // a run of white space is one component,
+      {"a\t b", "a\tb $0 /1"},   // which is its first character
       {"%s*x%t%12s+", "%s*x%t%12s+ $3 /1"},
       {"%n%na", "%n%na $0 /3"},
       {"%s% s%d%", "%s% s%d% $1 /1"},

@@ -51,10 +51,10 @@ class Match : public LogfileTest {
 
 TEST_F(Match, TextAndWhiteSpace) {
   const Case cases[] = {
-      {"ab", "", 0, "abc", 0, "''@2"},     {"ab", "", 0, "xab", 0, "no@0"},    {"a", "", 0, "", 0, "no@0"},
-      {"ab", "", 0, "a b", 0, "no@0"},     {"", "", 0, "x", 0, "''@0"},        {"", "", 0, "", 0, "no@0"},
+      {"ab", "", 0, "abc", 0, "''@2"},         {"ab", "", 0, "xab", 0, "no@0"},   {"a", "", 0, "", 0, "no@0"},
+      {"ab", "", 0, "a b", 0, "no@0"},         {"", "", 0, "x", 0, "''@0"},       {"", "", 0, "", 0, "no@0"},
       {" ", "", 0, "a  \t\v\f\rb", 1, "''@7"}, {" ", "", 0, "a\nb", 1, "no@1"},   {" ", "", 0, "ab", 1, "no@1"},
-      {" ", "", 0, "a\xA0", 1, "no@1"},    {"%n", "", 0, "\n\nx", 0, "''@1"},  {"%n", "", 0, "x\n", 0, "no@0"},
+      {" ", "", 0, "a\xA0", 1, "no@1"},        {"%n", "", 0, "\n\nx", 0, "''@1"}, {"%n", "", 0, "x\n", 0, "no@0"},
   };
   for (const Case& c : cases) check(c);
   check({" ", "", 0, "a\n b", 1, "''@3"}, true);  // an event log has newlines within a line
@@ -63,23 +63,23 @@ TEST_F(Match, TextAndWhiteSpace) {
 
 TEST_F(Match, PlainField) {
   const Case cases[] = {
-      {"%s", "", 0, "abc def", 0, "'abc'@3 -1"},     // no constant: the word, and no alternative
-      {"%s", "", 0, "", 0, "no@0 0"},                // the end changes nothing
-      {"%s", "", 0, "a b", 1, "no@1 0"},             // nor does white space
-      {"%s", "x", 0, "abxcdxe", 0, "'ab'@2 1"},      // up to the first occurrence,
-      {"%s", "x", 1, "abxcdxe", 0, "'abxcd'@5 2"},   // the second,
-      {"%s", "x", 2, "abxcdxe", 0, "no@0 3"},        // and there is no third
-      {"%s", "x", -1, "abxcdxe", 0, "'ab'@2 0"},     // 0 steps count as 1
-      {"%s", "x", 0, "abc", 0, "'abc'@3 -1"},        // not in this word: no alternative
-      {"%s", "x", 0, "xaxb", 0, "'xa'@2 1"},         // an occurrence at the start does not count
-      {"%s", "x", 0, "xa", 0, "no@0 1"},             // unless it is the only one
-      {"%s", "x", 0, "x", 0, "no@0 1"},              //
-      {"%s", "aa", 0, "baaaa", 0, "'b'@1 1"},        // occurrences may overlap
-      {"%s", "aa", 1, "baaaa", 0, "'ba'@2 2"},       //
-      {"%s", "%n", 0, "ab\ncd", 0, "'ab'@2 -1"},     //
-      {"%s", "%n", 0, "abc", 0, "'abc'@3 -1"},       //
-      {"%s", "%n", 0, "\nab", 0, "no@0 -1"},         //
-      {"%s", "", 0, "a\nb c", 0, "'a\nb'@3 -1"},     // a newline belongs to the word
+      {"%s", "", 0, "abc def", 0, "'abc'@3 -1"},    // no constant: the word, and no alternative
+      {"%s", "", 0, "", 0, "no@0 0"},               // the end changes nothing
+      {"%s", "", 0, "a b", 1, "no@1 0"},            // nor does white space
+      {"%s", "x", 0, "abxcdxe", 0, "'ab'@2 1"},     // up to the first occurrence,
+      {"%s", "x", 1, "abxcdxe", 0, "'abxcd'@5 2"},  // the second,
+      {"%s", "x", 2, "abxcdxe", 0, "no@0 3"},       // and there is no third
+      {"%s", "x", -1, "abxcdxe", 0, "'ab'@2 0"},    // 0 steps count as 1
+      {"%s", "x", 0, "abc", 0, "'abc'@3 -1"},       // not in this word: no alternative
+      {"%s", "x", 0, "xaxb", 0, "'xa'@2 1"},        // an occurrence at the start does not count
+      {"%s", "x", 0, "xa", 0, "no@0 1"},            // unless it is the only one
+      {"%s", "x", 0, "x", 0, "no@0 1"},             //
+      {"%s", "aa", 0, "baaaa", 0, "'b'@1 1"},       // occurrences may overlap
+      {"%s", "aa", 1, "baaaa", 0, "'ba'@2 2"},      //
+      {"%s", "%n", 0, "ab\ncd", 0, "'ab'@2 -1"},    //
+      {"%s", "%n", 0, "abc", 0, "'abc'@3 -1"},      //
+      {"%s", "%n", 0, "\nab", 0, "no@0 -1"},        //
+      {"%s", "", 0, "a\nb c", 0, "'a\nb'@3 -1"},    // a newline belongs to the word
       {"%s", "", 0, "a\xC2\xA0\xC2\x85 b", 0, "'a\xC2\xA0\xC2\x85'@5 -1"},
       {"%5s", "", 0, "abcdefg", 0, "'abcde'@7 -1"},  // a width only shortens the value
       {"%5s", "", 0, "abc", 0, "'abc'@3 -1"},        //
@@ -114,22 +114,22 @@ TEST_F(Match, TimeField) {
 
 TEST_F(Match, StarField) {
   const Case cases[] = {
-      {"%s*", "", 0, "", 0, "''@0 0"},                // none is enough
-      {"%s*", "", 0, "a  b ", 0, "'a b'@4 -1"},       // all words, one blank between them
-      {"%s*", "x", 0, "a b x", 0, "'a b'@3 1"},       // up to the blank before the constant
-      {"%s*", "x", 1, "a x b x", 0, "'a x b'@5 2"},   // over one occurrence of it
-      {"%s*", "x", 2, "a x b x", 0, "'a x b x'@7 3"}, // over both
-      {"%s*", "x", 3, "a x b x", 0, "no@7 -1"},       // there is no third
-      {"%s*", "x", 0, "abxcx", 0, "'ab'@2 1"},        // also within a word
-      {"%s*", "x", 1, "abxcx", 0, "'abxc'@4 2"},      //
-      {"%s*", "x", 0, "x y x", 0, "''@0 1"},          // before the constant: nothing
-      {"%s*", "x", 1, "x y x", 0, "'x y'@3 2"},       // or over it
-      {"%s*", "x", 1, "", 0, "no@0 -1"},              //
-      {"%s*", "x", 1, "a  b x", 1, "' b'@4 2"},       // from white space there is nothing to swallow
-      {"%s*", "x", 0, "a b", 0, "'a b'@3 1"},         // the constant is not there at all
-      {"%s*", "%n", 0, "a b\nc", 0, "'a b'@3 -1"},    //
-      {"%s*", "%n", 0, "\nc", 0, "''@0 -1"},          //
-      {"%2s*", "x", 0, "abc defx", 0, "'ab de'@7 1"}, // each word is shortened
+      {"%s*", "", 0, "", 0, "''@0 0"},                 // none is enough
+      {"%s*", "", 0, "a  b ", 0, "'a b'@4 -1"},        // all words, one blank between them
+      {"%s*", "x", 0, "a b x", 0, "'a b'@3 1"},        // up to the blank before the constant
+      {"%s*", "x", 1, "a x b x", 0, "'a x b'@5 2"},    // over one occurrence of it
+      {"%s*", "x", 2, "a x b x", 0, "'a x b x'@7 3"},  // over both
+      {"%s*", "x", 3, "a x b x", 0, "no@7 -1"},        // there is no third
+      {"%s*", "x", 0, "abxcx", 0, "'ab'@2 1"},         // also within a word
+      {"%s*", "x", 1, "abxcx", 0, "'abxc'@4 2"},       //
+      {"%s*", "x", 0, "x y x", 0, "''@0 1"},           // before the constant: nothing
+      {"%s*", "x", 1, "x y x", 0, "'x y'@3 2"},        // or over it
+      {"%s*", "x", 1, "", 0, "no@0 -1"},               //
+      {"%s*", "x", 1, "a  b x", 1, "' b'@4 2"},        // from white space there is nothing to swallow
+      {"%s*", "x", 0, "a b", 0, "'a b'@3 1"},          // the constant is not there at all
+      {"%s*", "%n", 0, "a b\nc", 0, "'a b'@3 -1"},     //
+      {"%s*", "%n", 0, "\nc", 0, "''@0 -1"},           //
+      {"%2s*", "x", 0, "abc defx", 0, "'ab de'@7 1"},  // each word is shortened
   };
   for (const Case& c : cases) check(c);
   starFallback = 0;
