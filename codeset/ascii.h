@@ -4,7 +4,11 @@
 #include "codeset/image.h"
 #include "codeset/transcode.h"
 
-/// Sources and targets of the codesets that contain ASCII.
+/// Sources and targets of the codesets that contain ASCII: a byte below 0x80 at the start of a character is ASCII,
+/// whatever the table says.
+///
+/// A sequence of bytes that has no character is one "?". It never takes a byte below 0x80 with it: after a stray lead
+/// byte the quote, the backslash or the newline that follows is still read.
 namespace quillon {
 
 class SingleByteSource {
@@ -12,15 +16,118 @@ class SingleByteSource {
   using Unit = unsigned char;
   static constexpr bool kAscii = true;
 
-  explicit SingleByteSource(const nxl_cs& cs) : single_(cs, kSingleOffset, 256) {}
+  explicit SingleByteSource(const nxl_cs& cs) : single_(singleBytes(cs)) {}
 
-  Step next(const unsigned char* p, const unsigned char* /*end*/) const {
-    const std::uint16_t c = single_[*p];
-    return {c == kUnmappable ? kSubstitute : c, 1};
+  Step next(const unsigned char* p, const unsigned char* /*end*/) const { return {single(*p), 1}; }
+
+ protected:
+  char32_t single(unsigned char byte) const {
+    if (byte < 0x80) return byte;
+    const std::uint32_t c = single_[byte];
+    return c == kUnmappable ? kSubstitute : c;
   }
 
  private:
-  Entries single_;
+  Entries<2> single_;
+};
+
+/// Characters of up to kLongest bytes, found row by row.
+template <int kLongest>
+class RowSource : public SingleByteSource {
+ public:
+  explicit RowSource(const nxl_cs& cs) : SingleByteSource(cs), rows_(rows(cs)) {}
+
+  Step next(const unsigned char* p, const unsigned char* end) const {
+    if (*p < 0x80) return {*p, 1};
+    std::uint32_t entry = rows_[*p];
+    if (entry == kUnmappable) return {single(*p), 1};
+    for (int i = 1; i < kLongest; ++i) {
+      if (p + i == end) return kIncomplete;
+      const bool more_lead = entry & kLeadRow;
+      entry = rows_[(entry & ~std::uint32_t{kLeadRow}) * kRowEntries + p[i]];
+      if (entry == kUnmappable) return {kSubstitute, p[i] < 0x80 ? i : i + 1};
+      if (!more_lead) return {entry, i + 1};
+    }
+    return {kSubstitute, kLongest};
+  }
+
+ private:
+  Entries<2> rows_;
+};
+
+using DoubleByteSource = RowSource<2>;
+using MultiByteSource = RowSource<4>;
+
+/// GB 18030: the two-byte characters in rows, the four-byte ones of the Basic Multilingual Plane in the order of their
+/// codes, those of the other planes by arithmetic (GB 18030-2005).
+class Gb18030Source : public DoubleByteSource {
+ public:
+  explicit Gb18030Source(const nxl_cs& cs) : DoubleByteSource(cs), four_(fourBytes(cs)) {}
+
+  Step next(const unsigned char* p, const unsigned char* end) const {
+    if (!isLead(p[0]) || end - p < 2 || !isDigit(p[1])) return DoubleByteSource::next(p, end);
+    if (end - p < 3) return kIncomplete;
+    if (!isLead(p[2])) return {kSubstitute, 1};
+    if (end - p < 4) return kIncomplete;
+    if (!isDigit(p[3])) return {kSubstitute, 1};
+    return {fourByteCharacter(((p[0] - 0x81u) * 10 + (p[1] - 0x30u)) * 1260 + (p[2] - 0x81u) * 10 + (p[3] - 0x30u)), 4};
+  }
+
+  static constexpr std::uint32_t kSupplementary = 189000;  ///< Number of U+10000 among the four-byte codes.
+
+ private:
+  static bool isLead(unsigned char byte) { return byte >= 0x81 && byte <= 0xFE; }
+  static bool isDigit(unsigned char byte) { return byte >= 0x30 && byte <= 0x39; }
+
+  char32_t fourByteCharacter(std::uint32_t number) const {
+    if (number >= kSupplementary && number - kSupplementary < 0x100000) return number - kSupplementary + 0x10000;
+    const std::uint32_t c = four_[number];
+    return c == kUnmappable ? kSubstitute : c;
+  }
+
+  Entries<2> four_;
+};
+
+/// Writes the characters that the pages give, as 16-bit (kBytes 2) or 32-bit codes, of up to kLongest bytes.
+template <std::size_t kBytes, int kLongest>
+class PageTarget : public PlainTarget<unsigned char> {
+ public:
+  explicit PageTarget(const nxl_cs& cs) : pages_(cs) {}
+
+  int put(char32_t c, unsigned char* p, const unsigned char* end) const {
+    return putCode(c < 0x80 ? c : pages_.code(c), p, end);
+  }
+
+ protected:
+  static int putCode(std::uint32_t code, unsigned char* p, const unsigned char* end) {
+    if (code == kUnmappableCode || code >> (8 * (kLongest - 1)) > 0xFF) code = kSubstitute;
+    const int length = code < 0x100 ? 1 : code < 0x10000 ? 2 : code < 0x1000000 ? 3 : 4;
+    if (end - p < length) return 0;
+    for (int i = length - 1; i >= 0; --i, code >>= 8) p[i] = static_cast<unsigned char>(code);
+    return length;
+  }
+
+ private:
+  Pages<kBytes> pages_;
+};
+
+using SingleByteTarget = PageTarget<2, 1>;
+using DoubleByteTarget = PageTarget<2, 2>;
+using MultiByteTarget = PageTarget<4, 4>;
+
+class Gb18030Target : public MultiByteTarget {
+ public:
+  explicit Gb18030Target(const nxl_cs& cs) : MultiByteTarget(cs) {}
+
+  int put(char32_t c, unsigned char* p, const unsigned char* end) const {
+    return c < 0x10000 ? MultiByteTarget::put(c, p, end) : putCode(supplementaryCode(c), p, end);
+  }
+
+ private:
+  static std::uint32_t supplementaryCode(char32_t c) {
+    const std::uint32_t n = c - 0x10000 + Gb18030Source::kSupplementary;
+    return (n / 12600 + 0x81) << 24 | (n / 1260 % 10 + 0x30) << 16 | (n / 10 % 126 + 0x81) << 8 | (n % 10 + 0x30);
+  }
 };
 
 }  // namespace quillon

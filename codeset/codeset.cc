@@ -13,17 +13,20 @@ using quillon::Registry;
 
 namespace {
 
-constexpr std::uint16_t kEbcdicFamily = 0x1100;
-constexpr int kNameBytes = 128;
+constexpr int kNormalisedBytes = 128;
 
-void readHeader(nxl_cs& cs, unsigned char* table, std::uint32_t size) {
-  const quillon::Header header = quillon::readHeader(table);
+std::uint16_t word(const unsigned char* table, std::size_t offset) {
+  return static_cast<std::uint16_t>(quillon::load16(table + offset));
+}
+
+void takeTable(nxl_cs& cs, unsigned char* table, std::uint32_t size) {
+  const bool ebcdic = word(table, quillon::kFamilyOffset) == quillon::kEbcdicFamily;
   cs.table = table;
   cs.table_size = size;
   cs.table_loaded = 1;
-  cs.kind = header.family == kEbcdicFamily ? std::uint16_t{kEbcdicKind} : header.kind;
-  cs.param_a = header.param_a;
-  cs.param_b = header.param_b;
+  cs.kind = ebcdic ? std::uint16_t{kEbcdicKind} : word(table, quillon::kKindOffset);
+  cs.param_a = word(table, quillon::kParamAOffset);
+  cs.param_b = word(table, quillon::kParamBOffset);
   std::memcpy(cs.header_bytes, table + quillon::kHeaderBytesOffset, sizeof cs.header_bytes);
 }
 
@@ -40,7 +43,7 @@ nxl_cs* cs_new(const char* name) {
     std::uint32_t size = 0;
     unsigned char* table = get_table(name, &size);
     if (!table) return nullptr;
-    readHeader(*cs, table, size);
+    takeTable(*cs, table, size);
   }
   return cs.release();
 }
@@ -48,7 +51,7 @@ nxl_cs* cs_new(const char* name) {
 nxl_cs* nxl_cs_new(const char* name) {
   if (!name) return nullptr;
   if (std::strpbrk(name, "/\\")) return cs_new(name);
-  char normalised[kNameBytes];
+  char normalised[kNormalisedBytes];
   get_table_name(name, normalised, sizeof normalised);
   return cs_new(normalised);
 }

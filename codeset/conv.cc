@@ -2,105 +2,129 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
+#include <cstdlib>
+#include <string>
 
-#include "codeset/init.h"
 #include "codeset/transcode.h"
 
 using quillon::resolve;
 
 namespace {
 
-NxlToUtf8* toUtf8Converter(std::uint16_t kind) {
-  switch (kind) {
-    case kSingleByteKind:
-      return ascii_sbcs_to_utf8_r;
-    case kUtf8Kind:
-      return utf8_to_utf8_r;
-    default:
-      return os_to_utf8_r;  // INTERNAL37 too: its text is internal and was converted before
+struct Family {
+  std::uint16_t kind;
+  NxlToUtf8* to_utf8;
+  NxlFromUtf8* from_utf8;
+  NxlToUcs2* to_ucs2;
+  NxlFromUcs2* from_ucs2;
+};
+
+constexpr Family kFamilies[] = {
+    {kSingleByteKind, ascii_sbcs_to_utf8_r, ascii_sbcs_from_utf8_r, ascii_sbcs_to_ucs2_r, ascii_sbcs_from_ucs2_r},
+    {kDoubleByteKind, ascii_dbcs_to_utf8_r, ascii_dbcs_from_utf8_r, ascii_dbcs_to_ucs2_r, ascii_dbcs_from_ucs2_r},
+    {kMultiByteKind, ascii_mbcs_to_utf8_r, ascii_mbcs_from_utf8_r, ascii_mbcs_to_ucs2_r, ascii_mbcs_from_ucs2_r},
+    {kMixedEbcdicKind, ebcdic_dbcs_to_utf8_r, ebcdic_dbcs_from_utf8_r, ebcdic_dbcs_to_ucs2_r, ebcdic_dbcs_from_ucs2_r},
+    {kUtf8Kind, utf8_to_utf8_r, utf8_to_utf8_r, utf8_to_ucs2_r, utf8_from_ucs2_r},
+    {kEbcdicKind, ebcdic_sbcs_to_utf8_r, ebcdic_sbcs_from_utf8_r, ebcdic_sbcs_to_ucs2_r, ebcdic_sbcs_from_ucs2_r},
+    // Text in the internal set has been converted where it came in, so that towards UTF-8 it passes through.
+    {kInternal37Kind, os_to_utf8_r, ebcdic_sbcs_from_utf8_r, ebcdic_sbcs_to_ucs2_r, ebcdic_sbcs_from_ucs2_r},
+    {kGb18030Kind, ascii_gb18030_to_utf8_r, ascii_gb18030_from_utf8_r, ascii_gb18030_to_ucs2_r,
+     ascii_gb18030_from_ucs2_r},
+};
+constexpr Family kPassThrough = {kPassThroughKind, os_to_utf8_r, os_from_utf8_r, os_to_ucs2_r, os_from_ucs2_r};
+
+const Family& familyOf(const nxl_cs& cs) {
+  for (const Family& family : kFamilies) {
+    if (family.kind == cs.kind) return family;
   }
+  return kPassThrough;
 }
 
-// Bytes of the well-formed UTF-8 character at p, 0 when there is none.
-std::ptrdiff_t characterLength(const unsigned char* p, const unsigned char* end) {
-  const unsigned char lead = *p;
-  const std::ptrdiff_t length = lead < 0x80   ? 1
-                                : lead < 0xC2 ? 0
-                                : lead < 0xE0 ? 2
-                                : lead < 0xF0 ? 3
-                                : lead < 0xF5 ? 4
-                                              : 0;
-  if (length == 0 || end - p < length) return 0;
-  for (std::ptrdiff_t i = 1; i < length; ++i) {
-    if ((p[i] & 0xC0) != 0x80) return 0;
-  }
-  // Overlong forms, surrogates and what lies beyond U+10FFFF show in the second byte.
-  const bool ill = (lead == 0xE0 && p[1] < 0xA0) || (lead == 0xED && p[1] > 0x9F) || (lead == 0xF0 && p[1] < 0x90) ||
-                   (lead == 0xF4 && p[1] > 0x8F);
-  return ill ? 0 : length;
+template <class Src, class Dst>
+using Converter = int(nxl_cs*, const Src**, const Src*, Dst**, Dst*);
+
+// The converter contract, with counts in place of ends.
+template <class Src, class Dst>
+int convertPiece(nxl_cs& cs, Converter<Src, Dst>* Family::*direction, const Src** src, int* src_left, Dst** dst,
+                 int* dst_left) {
+  Converter<Src, Dst>* const converter = familyOf(cs).*direction;
+  const Src* const src_end = src && *src ? *src + *src_left : nullptr;
+  Dst* const dst_end = dst && *dst ? *dst + *dst_left : nullptr;
+  const int code = converter(&cs, src, src_end, dst, dst_end);
+  if (src_end) *src_left = static_cast<int>(src_end - *src);
+  if (dst_end) *dst_left = static_cast<int>(dst_end - *dst);
+  return code;
 }
 
-// How many of the first `count` bytes of a text can be cut off without splitting a well-formed character.
-std::ptrdiff_t wholeCharacters(const char* text, const char* end, std::ptrdiff_t count) {
-  const auto* p = reinterpret_cast<const unsigned char*>(text);
-  const auto* p_end = reinterpret_cast<const unsigned char*>(end);
-  for (std::ptrdiff_t back = 1; back <= std::min<std::ptrdiff_t>(3, count); ++back) {
-    const unsigned char* lead = p + (count - back);
-    if ((*lead & 0xC0) == 0x80) continue;
-    return characterLength(lead, p_end) > back ? count - back : count;
+template <class Src, class Dst>
+int convertWhole(nxl_cs* cs, Converter<Src, Dst>* Family::*direction, const Src* src, int src_len, Dst* dst,
+                 int dst_len) {
+  if (dst_len <= 0) return 0;
+  nxl_cs copy = resolve(cs);
+  const bool terminate = src_len < 0;
+  if (terminate) {
+    const std::size_t length = src ? std::char_traits<Src>::length(src) : 0;
+    src_len = static_cast<int>(std::min<std::size_t>(length, INT_MAX));
   }
-  return count;
+  int room = terminate ? dst_len - 1 : dst_len;
+  Dst* end = dst;
+  if (src) convertPiece(copy, direction, &src, &src_len, &end, &room);
+  src = nullptr;
+  convertPiece(copy, direction, &src, &src_len, &end, &room);
+  if (terminate) *end++ = 0;
+  return static_cast<int>(end - dst);
 }
 
-// Copies `count` bytes and tells whether the source is used up.
-int copyBytes(const char** src, const char* src_end, char** dst, std::ptrdiff_t count) {
-  if (count > 0) std::memcpy(*dst, *src, static_cast<std::size_t>(count));
-  *src += count;
-  *dst += count;
-  return *src == src_end ? 0 : 1;
+// Converts into a new buffer of `growth` bytes for each byte of the source and one more.
+char* convertAlloc(nxl_cs* cs, NxlToUtf8* Family::*direction, const char* src, int src_len, int growth, int* out_len) {
+  *out_len = 0;
+  if (src_len < 0 || src_len > (INT_MAX - 1) / growth) return nullptr;
+  const int size = growth * src_len + 1;
+  auto* buffer = static_cast<char*>(std::malloc(static_cast<std::size_t>(size)));
+  if (buffer) *out_len = convertWhole(cs, direction, src, src_len, buffer, size);
+  return buffer;
 }
 
 }  // namespace
 
-int os_to_utf8_r(nxl_cs* cs, const char** src, const char* src_end, char** dst, char* dst_end) {
-  if (!src || !*src) {
-    resolve(cs).state1 = 0;
-    return 0;
-  }
-  return copyBytes(src, src_end, dst, std::min(src_end - *src, dst_end - *dst));
+int nxl_to_utf8(nxl_cs* cs, const char* src, int src_len, char* dst, int dst_len) {
+  return convertWhole(cs, &Family::to_utf8, src, src_len, dst, dst_len);
 }
 
-int utf8_to_utf8_r(nxl_cs* cs, const char** src, const char* src_end, char** dst, char* dst_end) {
-  if (!src || !*src) {
-    resolve(cs).state1 = 0;
-    return 0;
-  }
-  const std::ptrdiff_t room = dst_end - *dst;
-  if (src_end - *src <= room) return copyBytes(src, src_end, dst, src_end - *src);
-  return copyBytes(src, src_end, dst, wholeCharacters(*src, src_end, room));
+int nxl_from_utf8(nxl_cs* cs, const char* src, int src_len, char* dst, int dst_len) {
+  return convertWhole(cs, &Family::from_utf8, src, src_len, dst, dst_len);
+}
+
+int nxl_to_ucs2(nxl_cs* cs, const char* src, int src_len, char16_t* dst, int dst_len) {
+  return convertWhole(cs, &Family::to_ucs2, src, src_len, dst, dst_len);
+}
+
+int nxl_from_ucs2(nxl_cs* cs, const char16_t* src, int src_len, char* dst, int dst_len) {
+  return convertWhole(cs, &Family::from_ucs2, src, src_len, dst, dst_len);
 }
 
 int nxl_to_utf8_r(nxl_cs* cs, const char** src, int* src_left, char** dst, int* dst_left) {
-  nxl_cs& codeset = resolve(cs);
-  NxlToUtf8* convert = toUtf8Converter(codeset.kind);
-  if (!src || !*src) return convert(&codeset, nullptr, nullptr, dst, dst && *dst ? *dst + *dst_left : nullptr);
-  const char* const src_end = *src + *src_left;
-  char* const dst_end = *dst + *dst_left;
-  const int code = convert(&codeset, src, src_end, dst, dst_end);
-  *src_left = static_cast<int>(src_end - *src);
-  *dst_left = static_cast<int>(dst_end - *dst);
-  return code;
+  return convertPiece(resolve(cs), &Family::to_utf8, src, src_left, dst, dst_left);
 }
 
-int nxl_to_utf8(nxl_cs* cs, const char* src, int src_len, char* dst, int dst_len) {
-  if (dst_len <= 0) return 0;
-  nxl_cs copy = resolve(cs);
-  const bool terminate = src_len < 0;
-  if (terminate) src_len = static_cast<int>(std::min<std::size_t>(src ? std::strlen(src) : 0, INT_MAX));
-  int room = terminate ? dst_len - 1 : dst_len;
-  char* end = dst;
-  if (src) nxl_to_utf8_r(&copy, &src, &src_len, &end, &room);
-  if (terminate) *end++ = '\0';
-  return static_cast<int>(end - dst);
+int nxl_from_utf8_r(nxl_cs* cs, const char** src, int* src_left, char** dst, int* dst_left) {
+  return convertPiece(resolve(cs), &Family::from_utf8, src, src_left, dst, dst_left);
 }
+
+int nxl_to_ucs2_r(nxl_cs* cs, const char** src, int* src_left, char16_t** dst, int* dst_left) {
+  return convertPiece(resolve(cs), &Family::to_ucs2, src, src_left, dst, dst_left);
+}
+
+int nxl_from_ucs2_r(nxl_cs* cs, const char16_t** src, int* src_left, char** dst, int* dst_left) {
+  return convertPiece(resolve(cs), &Family::from_ucs2, src, src_left, dst, dst_left);
+}
+
+char* nxl_tou_alloc(nxl_cs* cs, const char* src, int src_len, int* out_len) {
+  return convertAlloc(cs, &Family::to_utf8, src, src_len, 3, out_len);
+}
+
+char* nxl_fromu_alloc(nxl_cs* cs, const char* src, int src_len, int* out_len) {
+  return convertAlloc(cs, &Family::from_utf8, src, src_len, 2, out_len);
+}
+
+void nxl_free(void* p) { std::free(p); }

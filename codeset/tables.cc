@@ -119,13 +119,10 @@ constexpr TableDirectory kTableDirectories[] = {
 }  // namespace
 
 unsigned char* get_table(const char* name, std::uint32_t* size_out) {
-  for (const TableDirectory& directory : kTableDirectories) {
-    const char* value = quillon::environmentOrEmpty(directory.variable);
-    char dir[kPathBytes];
-    if (!*value || !formatPath(dir, "%s%s", value, directory.below)) continue;
-    if (unsigned char* table = load_table(dir, name, size_out)) return table;
+  for (const std::string& dir : quillon::tableDirectories()) {
+    if (unsigned char* table = load_table(dir.c_str(), name, size_out)) return table;
   }
-  return load_table("", name, size_out);
+  return nullptr;
 }
 
 unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size_out) {
@@ -148,6 +145,17 @@ unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size
 }
 
 namespace quillon {
+
+std::vector<std::string> tableDirectories() {
+  std::vector<std::string> result;
+  for (const TableDirectory& directory : kTableDirectories) {
+    const char* value = environmentOrEmpty(directory.variable);
+    char dir[kPathBytes];
+    if (*value && formatPath(dir, "%s%s", value, directory.below)) result.emplace_back(dir);
+  }
+  result.emplace_back();
+  return result;
+}
 
 std::FILE* openRegularFile(const char* path) {
   off_t size = 0;

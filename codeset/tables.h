@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
+#include <vector>
 
 /// Finding and reading table files; doc/codeset-tables.md describes their layout.
 
@@ -22,6 +24,10 @@ unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size
 struct nxl_cs* cs_new(const char* name);
 
 namespace quillon {
+
+/// The table directories in the order of search, each ready to be followed by a file name; the last one is the current
+/// directory, "". A directory whose path is too long is left out.
+std::vector<std::string> tableDirectories();
 
 /// Opens a regular file for reading; null for anything else, without waiting for a FIFO's writer.
 std::FILE* openRegularFile(const char* path);

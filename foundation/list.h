@@ -3,12 +3,14 @@
 
 #include <utility>
 
+#include "foundation/pool.h"
+
 template <class T>
 class qlList;
 
 /// One link of a qlList. Never touches what its element points to.
 template <class T>
-class qlNode {
+class qlNode : public quillon::Pooled {
  public:
   qlNode() = default;
   explicit qlNode(T element) : data(element) {}
@@ -60,6 +62,7 @@ class qlList : public qlNode<T> {
     if (this == &other) return *this;
     clear();
     for (other[0]; other.has(); other++) (*this)(other());
+    other.cursor = nullptr;
     cursor = this;
     return *this;
   }

@@ -30,10 +30,9 @@ int checkedLength(std::size_t length) {
 
 }  // namespace
 
-qlStrobj::srep* qlStrobj::makeRep(int room) {
-  void* block = ::operator new(sizeof(srep) + static_cast<std::size_t>(room));
-  return new (block) srep{1, room};
-}
+std::size_t qlStrobj::repSize(int room) { return sizeof(srep) + static_cast<std::size_t>(room); }
+
+qlStrobj::srep* qlStrobj::makeRep(int room) { return new (quillon::Pool::allocate(repSize(room))) srep{1, room}; }
 
 /// One representation serves all null strings, another all cleared ones. Their own reference keeps them for ever, so
 /// they are never private and never written to.
@@ -218,7 +217,7 @@ void qlStrobj::print() const {
 
 bool qlStrobj::operator==(const char* text) const {
   const char* const own = getString();
-  if (!own || !text) return own == text;
+  if (!own || !text || own == text) return own == text;
   return own[0] == text[0] && std::strcmp(own, text) == 0;
 }
 
@@ -228,7 +227,7 @@ bool qlStrobj::operator==(const qlStrobj& other) const {
   if (!rep || !other.rep) return false;
   const char* const own = getString();
   const char* const theirs = other.getString();
-  if (own && theirs) return len == other.len && std::strcmp(own, theirs) == 0;
+  if (own && theirs) return len == other.len && (own == theirs || std::strcmp(own, theirs) == 0);
   return own == theirs;
 }
 
@@ -241,7 +240,7 @@ bool qlStrobj::operator!=(const qlStrobj& other) const {
 }
 
 void qlStrobj::letGo() {
-  if (rep && --rep->refs == 0) ::operator delete(rep);
+  if (rep && --rep->refs == 0) quillon::Pool::deallocate(rep, repSize(rep->room));
 }
 
 /// Takes over the caller's reference on `fresh`, whose text is `length` long, in place of the present representation.

@@ -4,12 +4,14 @@
 #include <string_view>
 #include <utility>
 
+#include "foundation/pool.h"
+
 /// A byte string, NUL-terminated, without an encoding of its own. Copies share one representation, which is freed with
 /// the last of them; most editing operations take a private copy first. All lengths and positions are bytes. Texts
 /// longer than about 2 GB count as memory exhaustion (the installed new-handler runs, then std::bad_alloc).
 ///
 /// The null string has no text at all. It equals another null string and a null text, and differs from "".
-class qlStrobj {
+class qlStrobj : public quillon::Pooled {
  public:
   qlStrobj();
   qlStrobj(const char* text);           // NOLINT(google-explicit-constructor): null gives the null string
@@ -96,6 +98,7 @@ class qlStrobj {
     char* str() { return room > 0 ? reinterpret_cast<char*>(this + 1) : nullptr; }
   };
 
+  static std::size_t repSize(int room);
   static srep* makeRep(int room);
   static srep* sharedNull();
   static srep* sharedEmpty();

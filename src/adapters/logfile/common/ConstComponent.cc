@@ -3,10 +3,6 @@
 #include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/SysLogMsg.h"
 
-namespace {
-ConstComponent* shared_none = nullptr;
-}
-
 void ConstComponent::init() {
   if (shared_none) return;
   shared_none = new ConstComponent("");
@@ -14,8 +10,6 @@ void ConstComponent::init() {
 }
 
 ConstComponent* ConstComponent::create(const char* token) { return new ConstComponent(token); }
-
-ConstComponent* ConstComponent::none() { return shared_none; }
 
 int ConstComponent::matches(SysLogMsg& msg, const ConstComponent* /*next*/, qlStrobj& /*value*/) {
   const std::string_view word = msg.word();

@@ -13,7 +13,7 @@ class ConstComponent : public FormatComponent {
 
   /// The shared empty constant that stands for "no constant follows". Another constant with an empty text is a
   /// constant like any other.
-  static ConstComponent* none();
+  static ConstComponent* none() { return shared_none; }
 
   /// Matches when the word at the cursor is not empty and begins with this text.
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
@@ -29,6 +29,9 @@ class ConstComponent : public FormatComponent {
 
  protected:
   explicit ConstComponent(const char* text) : FormatComponent(text) {}
+
+ private:
+  static inline ConstComponent* shared_none = nullptr;
 };
 
 #endif  // QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_CONSTCOMPONENT_H_

@@ -11,6 +11,7 @@
 #include "src/adapters/logfile/common/WhitespComponent.h"
 #include "src/adapters/logfile/common/characters.h"
 #include "src/adapters/logfile/common/diagnostics.h"
+#include "src/adapters/logfile/common/shared_text.h"
 #include "src/adapters/logfile/common/utf8_text.h"
 
 namespace {
@@ -50,6 +51,8 @@ FormatComponent* FormatComponent::create(const char* token) {
   return ConstComponent::create(token);
 }
 
+FormatComponent::FormatComponent(const char* text) : qlStrobj(quillon::sharedText(text)) {}
+
 FormatComponent::~FormatComponent() {
   if (refcount != 0) std::abort();
 }
@@ -64,7 +67,7 @@ void FormatComponent::UTF8Component() {
     error("FormatComponent::UTF8Component: malloc failure.", getString());
     std::exit(EXIT_FAILURE);
   }
-  qlStrobj::operator=(converted.text());
+  if (converted.text() != getString()) qlStrobj::operator=(quillon::sharedText(converted.text()));
 }
 
 void FormatComponent::error(const char* msg, const char* text) {

@@ -54,7 +54,7 @@ class FormatComponent : public qlStrobj {
   int& refcnt() { return refcount; }
 
  protected:
-  explicit FormatComponent(const char* text) : qlStrobj(text) {}
+  explicit FormatComponent(const char* text);
 
  private:
   int refcount = 0;

@@ -13,6 +13,7 @@
 #include "src/adapters/logfile/common/MsgMapEntry.h"
 #include "src/adapters/logfile/common/characters.h"
 #include "src/adapters/logfile/common/diagnostics.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 
 namespace {
 
@@ -119,16 +120,16 @@ void FormatSpec::addFormat(const char* text) {
 }
 
 void FormatSpec::addLookahead() {
+  int i = -1;
   int fields = 0;
-  int i = 0;
-  for (components[0]; components.has(); components++, ++i) {
-    ConstComponent* bound = ConstComponent::none();
-    // A field may look to the end of the format. Those beyond the limit, which have no value anyway, are not asked, so
-    // that a line of nothing but fields takes no more than 64 such looks.
-    if (components()->variable() && ++fields <= kMaxVariables) {
-      bound = components()->lookahead(components, i);
-      components[i];
-    }
+  for (components[0]; components.has(); components++) {
+    ++i;
+    if (!components()->variable()) continue;
+    // Fields beyond the limit, which have no value, are not bounded: each may look to the end of the format, and a line
+    // of nothing but fields should take no more than 64 such looks.
+    if (++fields > kMaxVariables) break;
+    ConstComponent* const bound = components()->lookahead(components, i);
+    components[i];
     quillon::retain(bound);
     lookahead(bound);
   }
@@ -178,6 +179,7 @@ FormatSpec* FormatSpec::verifySlot() {
 }
 
 void FormatSpec::UTF8fmt() {
+  if (quillon::isUtf8(quillon::platformCodeset())) return;
   for (FormatComponent* component : components) component->UTF8Component();
 }
 

@@ -32,7 +32,7 @@ class FormatSpec : public MapSpec {
 
   /// Appends the component that `text`, one token of a format string, stands for. addLookahead() must follow the last.
   void addFormat(const char* text);
-  /// Finds the constant that bounds each component.
+  /// Finds the constant that bounds each field.
   void addLookahead();
   /// Releases all components.
   void ldelete();
@@ -92,7 +92,8 @@ class FormatSpec : public MapSpec {
   int numLines = 1;
   int numVars = 0;
   qlList<FormatComponent*> components;
-  qlList<ConstComponent*> lookahead;  ///< One for each component, as far as addLookahead() has come.
+  qlList<ConstComponent*>
+      lookahead;  ///< What bounds each field, for nothing else is bounded; empty before addLookahead().
   FormatSpec* follows = nullptr;
 };
 

@@ -23,7 +23,7 @@ constexpr int kMaxFailures = 100;
 /// What binding knows of one variable.
 struct Attempt {
   qlList<FormatComponent*>::Iterator component;
-  qlList<ConstComponent*>::Iterator bound;
+  qlList<ConstComponent*>::Iterator bound;  ///< What bounds it.
   int start = -1;  ///< Bytes from the start of the message to where the field was first reached; -1 before.
   int steps = 0;   ///< Occurrences of the bound used up; not above 0 when there is no alternative.
   qlStrobj value;
@@ -37,9 +37,12 @@ std::vector<Attempt>& attemptsFor(int variables) {
   return attempts;
 }
 
-/// The constant at `bound`; none behind the end, where a format that was not read to its end has no bounds.
-const ConstComponent* boundOf(qlList<ConstComponent*>::Iterator bound) {
-  return bound == qlList<ConstComponent*>::Iterator() ? ConstComponent::none() : *bound;
+/// What bounds the next field, and moves on. A format that was not read to its end has no bounds.
+const ConstComponent* nextBound(qlList<ConstComponent*>::Iterator& bounds) {
+  if (bounds == qlList<ConstComponent*>::Iterator()) return ConstComponent::none();
+  const ConstComponent* const bound = *bounds;
+  ++bounds;
+  return bound;
 }
 
 }  // namespace
@@ -55,7 +58,7 @@ class Binding {
         component_(format.components.begin()),
         bound_(format.lookahead.begin()) {
     for (int i = 0; i < variables_; ++i) attempt(i).start = -1, attempt(i).steps = 0;
-    msg_.reset();
+    msg_.seek(msg_.beginning());
   }
 
   bool run() {
@@ -76,19 +79,16 @@ class Binding {
   /// every component passes: what decides is whether the message is used up.
   bool matchNext() {
     FormatComponent& component = **component_;
-    const ConstComponent* const bound = boundOf(bound_);
     const bool isField = component.variable();
-    if (isField) reachField(bound);
-    const bool matched = component.matches(msg_, bound, isField ? attempt(variable_).value : ignored_);
+    const bool matched = isField ? matchField(component) : component.matches(msg_, ConstComponent::none(), ignored_);
     ++component_;
-    ++bound_;
     if (variables_ == 0) return true;
     if (!matched || (component_ == Components() && !msg_.end())) return false;
     if (isField) attempt(variable_).steps = field(variable_).get_steps();
     return true;
   }
 
-  void reachField(const ConstComponent* bound) {
+  bool matchField(FormatComponent& component) {
     Attempt& reached = attempt(++variable_);
     if (reached.start < 0) {
       reached.component = component_;
@@ -96,11 +96,13 @@ class Binding {
       reached.start = msg_.offset();
     }
     reached.value.clear();
+    const ConstComponent* const bound = nextBound(bound_);
     if (bound != ConstComponent::none() && bound != NewlineComponent::shared()) {
       field(variable_).set_steps(reached.steps);
     } else if (reached.steps == 0 && starFallback) {
       field(variable_).set_steps(0);
     }
+    return component.matches(msg_, bound, reached.value);
   }
 
   /// Returns to the latest field with another alternative. The first one counts only when nothing behind it was
@@ -117,7 +119,7 @@ class Binding {
   }
 
   bool returnTo(int variable) {
-    msg_ += attempt(variable).start - msg_.reset();
+    msg_.seek(attempt(variable).start);
     component_ = attempt(variable).component;
     bound_ = attempt(variable).bound;
     variable_ = variable - 1;
@@ -128,22 +130,23 @@ class Binding {
   const int variables_;
   std::vector<Attempt>& attempts_;
   Components component_;                     ///< The next one to match.
-  qlList<ConstComponent*>::Iterator bound_;  ///< Belongs to it.
+  qlList<ConstComponent*>::Iterator bound_;  ///< That of the next field.
   int variable_ = -1;                        ///< The latest one reached, from 0.
   int failures_ = 0;
   qlStrobj ignored_;  ///< What constants are given for a value.
 };
 
 int FormatSpec::bind(SysLogMsg& msg) {
-  std::vector<Attempt>& attempts = attemptsFor(numVars + 1);  // the last takes what follows the last variable
+  std::vector<Attempt>& attempts = attemptsFor(numVars);
   for (int i = 0; i < numVars; ++i) attempts[static_cast<std::size_t>(i)].value.clear();
+  qlStrobj ignored;
   std::size_t v = 0;
   msg.reset();
-  qlList<ConstComponent*>::Iterator bound = lookahead.begin();
+  qlList<ConstComponent*>::Iterator bounds = lookahead.begin();
   for (FormatComponent* component : components) {
-    if (!component->matches(msg, boundOf(bound), attempts[v].value)) return keepValues(false);
-    if (component->variable()) ++v;
-    ++bound;
+    const bool isField = component->variable();
+    const ConstComponent* const bound = isField ? nextBound(bounds) : ConstComponent::none();
+    if (!component->matches(msg, bound, isField ? attempts[v++].value : ignored)) return keepValues(false);
   }
   return keepValues(msg.end());
 }
@@ -186,4 +189,13 @@ qlStrobj FormatSpec::aevent() {
   event << getName();
   for (MsgMapEntry* e : getMaps()) event << " `" << e->getName() << "=" << e->svalue(this) << "'";
   return event << " END";
+}
+
+void FormatSpec::dbgmatch() {
+  std::printf("matched %s\n", getName().view().data());
+  for (int n = 1; n <= numVars; ++n) {
+    const quillon::ConvertedText local(nxl_from_utf8, quillon::platformCodeset(), value(n).view());
+    if (!local.text()) quillon::exitWithoutMemory("FormatSpec::dbgmatch: malloc failure.");
+    std::printf("\t$%d is `%s'\n", n, local.text());
+  }
 }

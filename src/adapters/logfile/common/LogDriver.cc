@@ -134,7 +134,8 @@ FormatSpec* LogDriver::bind(const char* message, int& index, int fromEventLog) {
     --index;
   }
   if (unmatched) {
-    std::fprintf(unmatched, std::string_view(message).ends_with('\n') ? "%s" : "%s\n", message);
+    const std::string_view text = message ? message : "";
+    std::fprintf(unmatched, text.ends_with('\n') ? "%s" : "%s\n", text.data());
     std::fflush(unmatched);
   }
   return nullptr;

@@ -1,6 +1,9 @@
 #include "src/adapters/logfile/common/MapSpec.h"
 
+#include <charconv>
 #include <cstdlib>
+#include <initializer_list>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -12,6 +15,39 @@ namespace {
 
 /// Up to here walking the list beats a look-up in the index.
 constexpr int kWalked = 16;
+
+/// The text of a number, for as long as this object lives.
+class Number {
+ public:
+  explicit Number(int n) : end_(std::to_chars(text_, text_ + sizeof text_, n).ptr) {}
+  std::string_view view() const { return {text_, static_cast<std::size_t>(end_ - text_)}; }
+
+ private:
+  char text_[12];
+  const char* end_;
+};
+
+/// Text on its way to a stream. Keeps it until it goes, so that a class definition is one write.
+class Output {
+ public:
+  explicit Output(FILE* stream) : stream_(stream) { text_.reserve(1000); }
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+  ~Output() { flush(); }
+
+  void line(std::initializer_list<std::string_view> pieces) {
+    for (std::string_view piece : pieces) text_ += piece;
+  }
+
+  void flush() {
+    std::fwrite(text_.data(), 1, text_.size(), stream_);
+    text_.clear();
+  }
+
+ private:
+  FILE* stream_;
+  std::string text_;
+};
 
 }  // namespace
 
@@ -116,19 +152,20 @@ void MapSpec::dbgdump() {
 }
 
 void MapSpec::emitCds(FILE* stream, int index) {
-  std::fprintf(stream, "CLASS %s\n  SELECT\n", name.view().data());
-  std::fprintf(stream, "    1: ATTR(=,\"_event_id\"), VALUE(=,\"%d\");\n", index);
+  Output out(stream);
+  out.line({"CLASS ", name.view(), "\n  SELECT\n"});
+  out.line({"    1: ATTR(=,\"_event_id\"), VALUE(=,\"", Number(index).view(), "\");\n"});
   int line = 2;
   for (MsgMapEntry* e : maps) {
-    if (e->selected()) std::fprintf(stream, "    %d: ATTR(=,\"%s\");\n", line++, e->getName().getString());
+    if (e->selected()) out.line({"    ", Number(line++).view(), ": ATTR(=,\"", e->getName().view(), "\");\n"});
   }
-  if (size_ > 0) std::fputs("  MAP\n", stream);
+  if (size_ > 0) out.line({"  MAP\n"});
   for (MsgMapEntry* e : maps) {
     if (!e->mapped()) continue;
-    const qlStrobj expression = e->cdsMap(this);
-    std::fprintf(stream, "    %s = %s;\n", e->getName().getString(), expression.getString());
+    if (e->kind() == printMap) out.flush();  // what stands before a PRINTF that ends the process is still written
+    out.line({"    ", e->getName().view(), " = ", e->cdsMap(this).view(), ";\n"});
   }
-  std::fputs("END\n", stream);
+  out.line({"END\n"});
 }
 
 const qlStrobj& MapSpec::bvalue(VarMapEntry* /*e*/) {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "foundation/list.h"
+#include "foundation/pool.h"
 #include "foundation/strobj.h"
 
 class MsgMapEntry;
@@ -12,7 +13,7 @@ class VarMapEntry;
 
 /// The ordered slot maps of one event class, at most one for a slot, under the name of the class. Holds a reference on
 /// each entry. Is itself counted (foundation/refcnt.h); destroying one that is still referenced aborts.
-class MapSpec {
+class MapSpec : public quillon::Pooled {
  public:
   explicit MapSpec(const char* text);
   MapSpec(const MapSpec&) = delete;

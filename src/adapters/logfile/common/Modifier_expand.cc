@@ -82,7 +82,8 @@ template <class Field>
 int PlusModifier<Field>::matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) {
   const bool bounded = next != ConstComponent::none();
   if (bounded) ++this->steps;
-  if (!Field::matches(msg, next, value)) {
+  // The first word as a plain field takes it, not as a star does.
+  if (!Field::matches(msg, next, value)) {  // NOLINT(bugprone-parent-virtual-call)
     if (this->steps == 0) return 0;
     if (msg.end()) {
       this->steps = -1;

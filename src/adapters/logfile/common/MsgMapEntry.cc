@@ -1,5 +1,6 @@
 #include "src/adapters/logfile/common/MsgMapEntry.h"
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -7,10 +8,16 @@
 #include "src/adapters/logfile/common/MapSpec.h"
 #include "src/adapters/logfile/common/characters.h"
 #include "src/adapters/logfile/common/diagnostics.h"
+#include "src/adapters/logfile/common/shared_text.h"
 
 namespace {
 
 constexpr const char* kModule = "src/adapters/logfile/common/MsgMapEntry";
+
+const qlStrobj& emptyConstant() {
+  static const qlStrobj quotes("\"\"");
+  return quotes;
+}
 
 bool isQuoted(std::string_view text) { return text.starts_with('"'); }
 
@@ -20,9 +27,9 @@ std::string_view inner(std::string_view text) {
 }
 
 qlStrobj numbered(const char* prefix, int number) {
-  char text[24];
-  std::snprintf(text, sizeof text, "%s%d", prefix, number);
-  return text;
+  char digits[12];
+  const char* const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+  return qlStrobj(prefix).append(std::string_view(digits, static_cast<std::size_t>(end - digits)));
 }
 
 }  // namespace
@@ -70,7 +77,10 @@ MsgMapEntry* MsgMapEntry::create(const MapSpec* owner, MsgMapEntry* e) {
 }
 
 MsgMapEntry::MsgMapEntry(const MapSpec* map, const char* text, long code)
-    : name(text[0] == '-' ? text + 1 : text), type(static_cast<int>(code)), unmapped(text[0] == '-'), owner(map) {}
+    : name(quillon::sharedText(text[0] == '-' ? text + 1 : text)),
+      type(static_cast<int>(code)),
+      unmapped(text[0] == '-'),
+      owner(map) {}
 
 MsgMapEntry::MsgMapEntry(const MapSpec* map, const MsgMapEntry& e)
     : name(e.name), type(e.type), unmapped(e.unmapped), owner(map) {}
@@ -119,6 +129,9 @@ MsgMapEntry* VarMapEntry::addRule(const char* text, MapSpec* spec) {
 
 void VarMapEntry::dbgdump() { dumpLine(numbered("$", number).getString()); }
 
+ConstMapEntry::ConstMapEntry(const MapSpec* map, const char* slot)
+    : MsgMapEntry(map, slot, constMap), value(emptyConstant()) {}
+
 qlStrobj ConstMapEntry::cdsMap(MapSpec* /*spec*/) { return value; }
 
 qlStrobj ConstMapEntry::fmtMap(MapSpec* /*spec*/) { return lineStart() << value; }
@@ -126,12 +139,7 @@ qlStrobj ConstMapEntry::fmtMap(MapSpec* /*spec*/) { return lineStart() << value;
 qlStrobj ConstMapEntry::svalue(MapSpec* /*spec*/) { return qlStrobj(inner(value.view())); }
 
 MsgMapEntry* ConstMapEntry::addRule(const char* text, MapSpec* /*spec*/) {
-  if (isQuoted(text)) {
-    value = text;
-  } else {
-    value = "\"";
-    value << text << "\"";
-  }
+  value = isQuoted(text) ? quillon::sharedText(text) : quillon::sharedText((qlStrobj("\"") << text << "\"").view());
   return this;
 }
 

@@ -2,6 +2,7 @@
 #define QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_MSGMAPENTRY_H_
 
 #include "foundation/list.h"
+#include "foundation/pool.h"
 #include "foundation/strobj.h"
 
 class MapSpec;
@@ -17,7 +18,7 @@ inline constexpr long printMap = 12;
 
 /// Says where the value of one slot of an event comes from. Entries are counted (foundation/refcnt.h) and shared
 /// between a format and the formats that follow it; destroying one that is still referenced aborts.
-class MsgMapEntry {
+class MsgMapEntry : public quillon::Pooled {
  public:
   /// A new entry of kind `type`, null for any other code. A `text` that begins with "-" gives an unmapped entry named
   /// by the rest.
@@ -93,7 +94,7 @@ class VarMapEntry : public MsgMapEntry {
 /// A constant text, kept between double quotes.
 class ConstMapEntry : public MsgMapEntry {
  public:
-  ConstMapEntry(const MapSpec* map, const char* slot) : MsgMapEntry(map, slot, constMap), value("\"\"") {}
+  ConstMapEntry(const MapSpec* map, const char* slot);
   ConstMapEntry(const MapSpec* map, const ConstMapEntry& e) : MsgMapEntry(map, e), value(e.value) {}
 
   qlStrobj cdsMap(MapSpec* spec) override;

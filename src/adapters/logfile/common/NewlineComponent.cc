@@ -3,10 +3,6 @@
 #include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/SysLogMsg.h"
 
-namespace {
-NewlineComponent* shared_newline = nullptr;
-}
-
 void NewlineComponent::init() {
   if (shared_newline) return;
   shared_newline = new NewlineComponent("%n");
@@ -14,8 +10,6 @@ void NewlineComponent::init() {
 }
 
 NewlineComponent* NewlineComponent::create(const char* /*token*/) { return shared_newline; }
-
-NewlineComponent* NewlineComponent::shared() { return shared_newline; }
 
 int NewlineComponent::matches(SysLogMsg& msg, const ConstComponent* /*next*/, qlStrobj& /*value*/) {
   if (!msg.word().starts_with('\n')) return 0;

@@ -10,7 +10,7 @@ class NewlineComponent : public ConstComponent {
   static void init();
   /// The shared instance, whatever else `token` holds.
   static NewlineComponent* create(const char* token);
-  static NewlineComponent* shared();
+  static NewlineComponent* shared() { return shared_newline; }
 
   /// Matches one newline at the cursor.
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
@@ -20,6 +20,8 @@ class NewlineComponent : public ConstComponent {
 
  private:
   using ConstComponent::ConstComponent;
+
+  static inline NewlineComponent* shared_newline = nullptr;
 };
 
 #endif  // QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_NEWLINECOMPONENT_H_

@@ -5,6 +5,7 @@
 
 #include "src/adapters/logfile/common/MapSpec.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/common/shared_text.h"
 
 /// Writes the expression of one PRINTF and of those that it refers to. Keeps its own stack: how deep entries refer to
 /// each other is up to the format file.
@@ -149,7 +150,7 @@ qlStrobj PrintMapEntry::svalue(MapSpec* spec) {
 }
 
 MsgMapEntry* PrintMapEntry::addRule(const char* text, MapSpec* /*spec*/) {
-  args(new qlStrobj(text));
+  args(new qlStrobj(quillon::sharedText(text)));
   return this;
 }
 

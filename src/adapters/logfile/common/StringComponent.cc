@@ -44,7 +44,10 @@ StringComponent* StringComponent::create(const char* token) {
   return shared_string;
 }
 
-StringComponent::StringComponent(const char* text) : FormatComponent(text), width(quillon::leadingNumber(text + 1)) {}
+StringComponent::StringComponent(const char* text)
+    : FormatComponent(text),
+      width(quillon::leadingNumber(text + 1)),
+      endsAtFirst_(view().ends_with('*') || view().ends_with('+')) {}
 
 int StringComponent::matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) {
   const std::string_view captured = capture(msg, next);
@@ -57,8 +60,6 @@ ConstComponent* StringComponent::lookahead(qlList<FormatComponent*>& list, int /
   return list.has() && list()->isconst() ? static_cast<ConstComponent*>(list()) : ConstComponent::none();
 }
 
-bool StringComponent::endsAtFirst() const { return view().ends_with('*') || view().ends_with('+'); }
-
 std::string_view StringComponent::capture(SysLogMsg& msg, const ConstComponent* next) {
   const std::string_view whole = msg.word();
   const std::size_t limit = static_cast<std::size_t>(width);
@@ -69,7 +70,7 @@ std::string_view StringComponent::capture(SysLogMsg& msg, const ConstComponent* 
     length = std::min(length, whole.find('\n'));
     if (length < whole.size()) steps = -1;
   } else if (next != ConstComponent::none()) {
-    occurrence = endsAtFirst() ? -1 : ++steps;
+    occurrence = endsAtFirst_ ? -1 : ++steps;
     if (width == 0 || !newStringMeaning) {
       length = next->cut(whole, occurrence);
     } else if (whole.size() < limit) {

@@ -45,9 +45,8 @@ class StringComponent : public FormatComponent {
   int steps = 0;
 
  private:
-  bool endsAtFirst() const;
-
-  int width;  ///< In characters; 0 when none is given.
+  int width;                ///< In characters; 0 when none is given.
+  const bool endsAtFirst_;  ///< Ends at the first occurrence of its bound, as fields with a modifier do.
 };
 
 #endif  // QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_STRINGCOMPONENT_H_

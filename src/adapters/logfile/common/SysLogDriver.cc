@@ -16,6 +16,7 @@ SysLogDriver::SysLogDriver(const char* fmtfile) : LogDriver(fmtfile, nullptr, 1)
 }
 
 SysLogDriver::~SysLogDriver() {
+  poller.reset();
   for (int descriptor : {sources[0], sources[1], sources[2], sources[3], lock}) {
     if (descriptor >= 0) ::close(descriptor);
   }

@@ -35,7 +35,7 @@ class SysLogDriver : public LogDriver {
   // The state of a live source; a compiler has none.
   LineBuffer lines[2];
   std::unique_ptr<LogPoller> poller;
-  int polls = 0;
+  [[maybe_unused]] int polls = 0;
   int sources[4] = {-1, -1, -1, -1};  ///< Descriptors, -1 when not open.
   int lock = -1;                      ///< Descriptor, -1 when not open.
   std::string pipe;                   ///< Path.

@@ -15,14 +15,14 @@
 #define yyoverflow(...) do { eConfig_yyerror("yacc stack overflow"); YYABORT; } while (0)
 }
 
-%union {
-  char text[256]; /* filled by the scanner */
-  FormatSpec* format;
-  MsgMapEntry* entry;
-}
 %code requires {
 class FormatSpec;
 class MsgMapEntry;
+}
+%union {
+  const char* text; /* In the scanner's buffers: good until three more texts have been read. */
+  FormatSpec* format;
+  MsgMapEntry* entry;
 }
 
 %token <text> WORD 257

@@ -13,7 +13,13 @@ nxl_cs* platformCodeset() {
   return platform;
 }
 
-ConvertedText::ConvertedText(Conversion& convert, nxl_cs* cs, std::string_view source) {
+bool isUtf8(const nxl_cs* cs) {
+  if (!cs) cs = nxl_get_def_cs();
+  return cs->kind == kUtf8Kind || cs->kind == kPassThroughKind;
+}
+
+ConvertedText::ConvertedText(Conversion& convert, nxl_cs* cs, std::string_view source) : text_(source.data()) {
+  if (isUtf8(cs)) return;
   // No character of a codeset needs more than three bytes in UTF-8, nor more than three times its UTF-8 form elsewhere.
   const std::size_t room = 3 * source.size() + 1;
   char* target = small_;

@@ -14,6 +14,10 @@ namespace quillon {
 /// can be found. Chosen at the first call and kept for ever.
 nxl_cs* platformCodeset();
 
+/// True when text of the codeset `cs`, the default one when null, is UTF-8 already or passes for it: converting it
+/// changes nothing.
+bool isUtf8(const nxl_cs* cs);
+
 /// A text on its way from one codeset to another: converted when made, freed with this object. Short texts need no
 /// heap memory.
 class ConvertedText {
@@ -26,7 +30,7 @@ class ConvertedText {
   ConvertedText(const ConvertedText&) = delete;
   ConvertedText& operator=(const ConvertedText&) = delete;
 
-  /// The result, NUL-terminated; null when there was no memory for it.
+  /// The result, NUL-terminated; null when there was no memory for it. It is `source` itself where nothing changes.
   const char* text() const { return text_; }
 
  private:

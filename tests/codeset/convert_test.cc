@@ -1,0 +1,278 @@
+#include <algorithm>
+#include <random>
+
+#include "codeset/conv.h"
+#include "tests/codeset/scratch.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+class Convert : public Scratch {
+ protected:
+  void SetUp() override {
+    Scratch::SetUp();
+    set("NXLDIR", CODESET_DATA);
+  }
+
+  static nxl_cs* codeset(const std::string& name) {
+    static std::map<std::string, Codeset> loaded;
+    Codeset& cs = loaded[name];
+    if (!cs) cs.reset(nxl_cs_new(name.c_str()));
+    EXPECT_TRUE(cs) << name;
+    return cs.get();
+  }
+};
+
+// One call: "text|code|bytes used", where text shows what was written.
+template <class Function>
+std::string call(Function function, nxl_cs* cs, const std::string& source, int room) {
+  nxl_cs copy = *cs;
+  char target[64];
+  std::fill_n(target, sizeof target, '\xAA');
+  const char* src = source.data();
+  char* dst = target;
+  int src_left = static_cast<int>(source.size());
+  int dst_left = room;
+  const int code = function(&copy, &src, &src_left, &dst, &dst_left);
+  EXPECT_EQ(room, dst - target + dst_left);
+  EXPECT_EQ(sizeof target - static_cast<std::size_t>(dst - target),
+            static_cast<std::size_t>(std::count(dst, target + sizeof target, '\xAA')))
+      << "written behind the result";
+  return std::string(target, dst) + "|" + std::to_string(code) + "|" + std::to_string(src - source.data());
+}
+
+TEST_F(Convert, KeepsTheContractTowardsUtf8) {
+  struct Case {
+    const char* codeset;
+    std::string source;
+    int room;
+    std::string expected;
+  };
+  const Case cases[] = {
+      {"ISO88591", "a\xE9", 8, "a\u00e9|0|2"},
+      {"ISO88591", "a\xE9", 2, "a|1|1"},  // two bytes do not fit in one
+      {"ISO88591", "a\xE9", 3, "a\u00e9|0|2"},
+      {"ISO88591", "", 0, "|0|0"},
+      {"ISO88591", "a", 0, "|1|0"},
+      {"CP1252", "\x80\x81", 8, "\u20ac?|0|2"},  // 0x81 is not assigned
+      {"CP1252", "\x80", 2, "|1|0"},
+      {"SHIFTJIS", "\x82\xA0\xB1", 8, "\u3042\uff71|0|3"},
+      {"SHIFTJIS", "a\x82", 8, "a|2|1"},
+      {"SHIFTJIS", "\x82\n", 8, "?\n|0|2"},  // the newline survives a stray lead byte
+      {"SHIFTJIS", "\x82\xFF.", 8, "?.|0|3"},
+      {"EUCJP", "\x8F\xB0\xA1\x8E\xB1", 8, "\u4e02\uff71|0|5"},
+      {"EUCJP", "\x8F\xB0", 8, "|2|0"},
+      {"EUCJP", "\x8F\xB0n", 8, "?n|0|3"},
+      {"GB18030", "\x81\x30\x81\x30", 8, "\u0080|0|4"},
+      {"GB18030", "\x90\x30\x81\x30", 8, "\U00010000|0|4"},
+      {"GB18030", "\xE3\x32\x9A\x35", 8, "\U0010FFFF|0|4"},
+      {"GB18030", "\xE3\x32\x9A\x36", 8, "?|0|4"},
+      {"GB18030", "\x81\x30\x81", 8, "|2|0"},
+      {"GB18030", "\x81\x30x", 8, "?0x|0|3"},
+      {"037", "\xC1\x4A\x15", 8, "A\u00a2\u0085|0|3"},
+      {"939", "\xC1\x0E\x44\x81\x0F\x81", 8, "A\u3042a|0|6"},
+      {"939", "\x0F\x0E\x0E\x44", 8, "|2|3"},
+      {"939", "\x0E\x44\x81\x0F", 3, "\u3042|1|3"},
+      {"939", "\x0E\x25\x44\xFF", 8, "\n?|0|4"},  // a control among double bytes; a pair without a character
+      {"INTERNAL37", "\xC1\x81", 8, "\xC1\x81|0|2"},
+      {"UTF8", "\xC3\xA9\xFF\xC3", 8, "\xC3\xA9\xFF\xC3|0|4"},
+      {"UTF8", "a\u20ac", 3, "a|1|1"},
+      {"UTF8", "a\xE2\x82", 2, "a\xE2|1|2"},        // not a character, so it may be cut
+      {"UTF8", "\xED\xA0\x80", 2, "\xED\xA0|1|2"},  // a surrogate neither
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(c.expected, call(nxl_to_utf8_r, codeset(c.codeset), c.source, c.room)) << c.codeset << ' ' << c.source;
+  }
+}
+
+TEST_F(Convert, KeepsTheContractFromUtf8) {
+  struct Case {
+    const char* codeset;
+    std::string source;
+    int room;
+    std::string expected;
+  };
+  const Case cases[] = {
+      {"ISO88591", "a\u00e9\u20ac\U0001F600", 8, "a\xE9??|0|10"},
+      {"ISO88591", "\xC3", 8, "|2|0"},
+      {"ISO88591", "\xC3z\xFF\xE2\x82z\xED\xA0\x80\xC0\x80", 16, "?z??z?????|0|11"},  // one for each maximal subpart
+      {"SHIFTJIS", "\u3042", 1, "|1|0"},
+      {"EUCJP", "\u4e02", 3, "\x8F\xB0\xA1|0|3"},
+      {"EUCJP", "\u4e02", 2, "|1|0"},
+      {"GB18030", "\u0080\U00010000\U0010FFFF", 12, "\x81\x30\x81\x30\x90\x30\x81\x30\xE3\x32\x9A\x35|0|10"},
+      {"037", "A\u00a2\u20ac", 8, "\xC1\x4A\x6F|0|6"},
+      {"INTERNAL37", "Aa[", 8, "\xC1\x81\x6F|0|3"},
+      {"939", "A\u3042a", 8, "\xC1\x0E\x44\x81\x0F\x81|0|5"},
+      {"939", "\u3042", 4, "\x0E\x44\x81|0|3"},
+      {"939", "\u3042", 3, "|1|0"},  // the shift-in must fit behind it
+      {"939", "\x0E\u3042\u20a9", 9, "\x3F\x0E\x44\x81\x0F\x6F|0|7"},
+      {"UTF8", "\u20ac", 2, "|1|0"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(c.expected, call(nxl_from_utf8_r, codeset(c.codeset), c.source, c.room)) << c.codeset << ' ' << c.source;
+  }
+}
+
+TEST_F(Convert, Ucs2HasNoSurrogates) {
+  char text[16];
+  EXPECT_EQ(
+      "a?\u20ac?",
+      std::string(text, static_cast<std::size_t>(nxl_from_ucs2(codeset("UTF8"), u"a\xD800\u20ac\xDC00", 4, text, 16))));
+  char16_t units[8];
+  EXPECT_EQ(
+      u"?\u00e9",
+      std::u16string(units, static_cast<std::size_t>(nxl_to_ucs2(codeset("UTF8"), "\U0001F600\u00e9", 6, units, 8))));
+  EXPECT_EQ(u"?", std::u16string(units, static_cast<std::size_t>(
+                                            nxl_to_ucs2(codeset("GB18030"), "\x90\x30\x81\x30", 4, units, 8))));
+  nxl_set_def_cs(nullptr);
+  EXPECT_EQ(2, nxl_to_ucs2(nullptr, "\xFF", -1, units, 8));
+  EXPECT_EQ(u"\u00ff", std::u16string(units));
+  EXPECT_EQ(3, nxl_from_ucs2(nullptr, u"\u00ff\u0100", -1, text, 8));
+  EXPECT_STREQ("\xFF?", text);
+}
+
+TEST_F(Convert, FlushEndsATextAndResetsTheShift) {
+  nxl_cs* cs = codeset("939");
+  char target[8];
+  const char* src = "\u3042";
+  int src_left = 3;
+  char* dst = target;
+  int dst_left = 4;
+  EXPECT_EQ(0, nxl_from_utf8_r(cs, &src, &src_left, &dst, &dst_left));
+  EXPECT_EQ(1, cs->state1);
+  src = nullptr;
+  EXPECT_EQ(0, nxl_from_utf8_r(cs, &src, &src_left, &dst, &dst_left));
+  EXPECT_EQ("\x0E\x44\x81\x0F", std::string(target, dst));
+  EXPECT_EQ(0, cs->state1);
+
+  cs->state1 = 1;
+  EXPECT_EQ(0, nxl_to_utf8_r(cs, nullptr, nullptr, nullptr, nullptr));
+  EXPECT_EQ(0, cs->state1);
+  for (auto* flush : {os_to_utf8_r, utf8_to_utf8_r, ascii_sbcs_to_utf8_r, ebcdic_dbcs_from_utf8_r}) {
+    cs->state1 = 1;
+    EXPECT_EQ(0, flush(cs, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(0, cs->state1);
+  }
+}
+
+TEST_F(Convert, WholeStrings) {
+  nxl_cs* latin = codeset("ISO88591");
+  char text[8];
+  EXPECT_EQ(0, nxl_to_utf8(latin, "abc", 3, text, 0));
+  EXPECT_EQ(4, nxl_to_utf8(latin, "abc", -1, text, 4));
+  EXPECT_STREQ("abc", text);
+  EXPECT_EQ(3, nxl_to_utf8(latin, "abc", -1, text, 3));  // what does not fit is dropped, the terminator stays
+  EXPECT_STREQ("ab", text);
+  EXPECT_EQ(1, nxl_to_utf8(latin, "\xE9", -1, text, 2));
+  EXPECT_EQ(1, nxl_to_utf8(latin, nullptr, -1, text, 2));
+  EXPECT_EQ(1, nxl_to_utf8(codeset("SHIFTJIS"), "a\x82", 2, text, 8));
+
+  nxl_cs* mixed = codeset("939");
+  EXPECT_EQ(3, nxl_to_utf8(mixed, "\x0E\x44\x81", 3, text, 8));
+  EXPECT_EQ(0, mixed->state1);
+  EXPECT_EQ(5, nxl_from_utf8(mixed, "\u3042", -1, text, 8));
+  EXPECT_STREQ("\x0E\x44\x81\x0F", text);
+}
+
+TEST_F(Convert, AllocatesForTheWorstCase) {
+  int length = 0;
+  char* utf8 = nxl_tou_alloc(codeset("CP1252"), "\x80\x80", 2, &length);
+  EXPECT_EQ("\u20ac\u20ac", std::string(utf8, static_cast<std::size_t>(length)));
+  nxl_free(utf8);
+  char* mixed = nxl_fromu_alloc(codeset("939"), "\u0416a\u0416", 5, &length);  // a shift at every character
+  EXPECT_EQ("\x0E\x41\xC7\x0F\x81\x0E\x41\xC7\x0F", std::string(mixed, static_cast<std::size_t>(length)));
+  nxl_free(mixed);
+  EXPECT_EQ(nullptr, nxl_tou_alloc(nullptr, "", -1, &length));
+  EXPECT_EQ(nullptr, nxl_tou_alloc(nullptr, "", 1 << 30, &length));
+  EXPECT_EQ(0, length);
+}
+
+// Bytes of all sorts, with the neighbourhoods that matter frequent.
+std::string randomBytes(std::mt19937& random, int size) {
+  const std::string frequent = "az\n0\x0E\x0F\x44\x81\x8E\x8F\xA1\xB0\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xFE\xFF";
+  std::string bytes;
+  for (int i = 0; i < size; ++i) {
+    bytes += random() % 3 ? frequent[random() % frequent.size()] : static_cast<char>(random());
+  }
+  return bytes;
+}
+
+template <class Src, class Dst>
+using Piecewise = int(nxl_cs*, const Src**, int*, Dst**, int*);
+
+// Converts `source` in two parts cut at `split`, into targets of `room` units, and flushes.
+template <class Src, class Dst>
+std::basic_string<Dst> inPieces(Piecewise<Src, Dst>* function, nxl_cs cs, std::basic_string<Src> source,
+                                std::size_t split, int room) {
+  std::basic_string<Dst> result;
+  std::basic_string<Dst> target(static_cast<std::size_t>(room), Dst());
+  const auto step = [&](const Src** src, int* left) {
+    Dst* dst = target.data();
+    int dst_left = room;
+    const int code = function(&cs, src, left, &dst, &dst_left);
+    result.append(target.data(), dst);
+    return code;
+  };
+  const Src* src = source.data();
+  for (const std::size_t end : {split, source.size()}) {
+    int left = static_cast<int>(source.data() + end - src);
+    while (step(&src, &left) == 1) continue;
+  }
+  src = nullptr;
+  int left = 0;
+  step(&src, &left);
+  return result;
+}
+
+template <class Src, class Dst>
+void checkSplits(Piecewise<Src, Dst>* function, nxl_cs* cs, const std::basic_string<Src>& source,
+                 const std::string& what) {
+  const int ample = static_cast<int>(4 * source.size() + 8);
+  const auto whole = inPieces(function, *cs, source, source.size(), ample);
+  for (std::size_t split = 0; split <= source.size(); ++split) {
+    for (const int room : {4, 5, 7, 33, ample}) {
+      ASSERT_EQ(whole, inPieces(function, *cs, source, split, room)) << what << " cut at " << split << " into " << room;
+    }
+  }
+}
+
+TEST_F(Convert, ResumedAtAnySplitGivesTheSame) {
+  std::mt19937 random(20240607);
+  for (const char* name : {"KOI8R", "SHIFTJIS", "EUCJP", "EUCTW", "GB18030", "037", "939", "UTF8", "INTERNAL37"}) {
+    for (int round = 0; round < 20; ++round) {
+      const std::string bytes = randomBytes(random, 24);
+      std::u16string units;
+      for (int i = 0; i < 24; ++i) units += static_cast<char16_t>(random() % 4 ? 0x3000 + random() % 256 : random());
+      checkSplits(nxl_to_utf8_r, codeset(name), bytes, name);
+      checkSplits(nxl_from_utf8_r, codeset(name), bytes, name);
+      checkSplits(nxl_to_ucs2_r, codeset(name), bytes, name);
+      checkSplits(nxl_from_ucs2_r, codeset(name), units, name);
+    }
+  }
+}
+
+// Whatever a table's words say, each conversion ends and stays inside; the sanitizers see a read outside.
+TEST_F(Convert, SurvivesDamagedTables) {
+  std::mt19937 random(7);
+  const std::string everything = randomBytes(random, 3000);
+  for (const int kind : {0, 1, 2, 3, 4, 5, 8, 9, 10, 77}) {
+    for (int round = 0; round < 8; ++round) {
+      std::string image = tableImage(kind, 1760 + random() % 900);
+      for (std::size_t i = 64; round && i < image.size(); ++i) image[i] = static_cast<char>(random());
+      for (const std::size_t offset : {0u, 4u, 64u}) image[offset + 1] = static_cast<char>(round);
+      if (round == 7) std::fill_n(image.begin(), 8, '\xFF');
+      write("DAMAGED", image);
+      const Codeset cs(nxl_cs_new("./DAMAGED"));
+      ASSERT_TRUE(cs);
+      std::string text(9000, ' ');
+      std::u16string units(9000, u' ');
+      nxl_to_utf8(cs.get(), everything.data(), 3000, text.data(), 9000);
+      nxl_from_utf8(cs.get(), everything.data(), 3000, text.data(), 9000);
+      nxl_to_ucs2(cs.get(), everything.data(), 3000, units.data(), 9000);
+      nxl_from_ucs2(cs.get(), units.data(), 3000, text.data(), 9000);
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,38 @@
+#ifndef QUILLON_TOOLS_QUILLON_CODESET_CHARSET_H_
+#define QUILLON_TOOLS_QUILLON_CODESET_CHARSET_H_
+
+#include <iconv.h>
+
+#include <string>
+#include <string_view>
+
+namespace quillon {
+
+/// A charset of the C library, asked one character at a time through iconv.
+class Charset {
+ public:
+  explicit Charset(const std::string& name);
+  ~Charset();
+  Charset(const Charset&) = delete;
+  Charset& operator=(const Charset&) = delete;
+
+  /// Whether the C library knows the charset; nothing else may be asked when it does not.
+  bool isOpen() const;
+
+  enum class Answer { kCharacter, kIncomplete, kNone };
+
+  /// What `bytes` as a whole stand for. `*c` is set for kCharacter, which is exactly one character; kIncomplete asks
+  /// for more bytes.
+  Answer decode(std::string_view bytes, char32_t* c) const;
+
+  /// The bytes of a character, with the shifts back into the initial state; empty when it has none.
+  std::string encode(char32_t c) const;
+
+ private:
+  iconv_t to_utf32_;
+  iconv_t from_utf32_;
+};
+
+}  // namespace quillon
+
+#endif  // QUILLON_TOOLS_QUILLON_CODESET_CHARSET_H_
