@@ -1,0 +1,195 @@
+// One component at a time, at a place in a message.
+
+#include <string>
+#include <vector>
+
+#include "foundation/refcnt.h"
+#include "src/adapters/logfile/common/ConstComponent.h"
+#include "src/adapters/logfile/common/NewlineComponent.h"
+#include "src/adapters/logfile/common/StringComponent.h"
+#include "src/adapters/logfile/common/SysLogMsg.h"
+#include "tests/logfile/model.h"
+
+namespace quillon {
+namespace {
+
+struct Case {
+  const char* token;
+  const char* next;  ///< "" for none
+  int steps;         ///< Before the attempt.
+  const char* message;
+  int start;             ///< Where in the message.
+  const char* expected;  ///< "'captured'@cursor" or "no@cursor", and for a field the steps afterwards.
+};
+
+class Match : public LogfileTest {
+ protected:
+  static void check(const Case& c, bool eventLog = false) {
+    const Ref<FormatComponent> component(FormatComponent::create(c.token));
+    const Ref<ConstComponent> constant(ConstComponent::create(c.next));
+    const ConstComponent* next = constant.get();
+    if (std::string(c.next) == "%n") next = NewlineComponent::shared();
+    if (std::string(c.next).empty()) next = ConstComponent::none();
+    auto* const field = component->variable() ? static_cast<StringComponent*>(component.get()) : nullptr;
+    if (field) field->set_steps(c.steps);
+
+    SysLogMsg msg(c.message);
+    if (eventLog) msg.setEventFromEventLog();
+    msg += c.start - msg.offset();
+    qlStrobj value("");
+    const bool matched = component->matches(msg, next, value);
+    std::string result = matched ? "'" + std::string(value.view()) + "'" : "no";
+    result += "@" + std::to_string(msg.offset());
+    if (field) result += " " + std::to_string(field->get_steps());
+    EXPECT_EQ(c.expected, result) << c.token << " before '" << c.next << "' steps " << c.steps << ": " << c.message;
+  }
+  ~Match() override {
+    newStringMeaning = 0;
+    starFallback = 1;
+  }
+};
+
+TEST_F(Match, TextAndWhiteSpace) {
+  const Case cases[] = {
+      {"ab", "", 0, "abc", 0, "''@2"},         {"ab", "", 0, "xab", 0, "no@0"},   {"a", "", 0, "", 0, "no@0"},
+      {"ab", "", 0, "a b", 0, "no@0"},         {"", "", 0, "x", 0, "''@0"},       {"", "", 0, "", 0, "no@0"},
+      {" ", "", 0, "a  \t\v\f\rb", 1, "''@7"}, {" ", "", 0, "a\nb", 1, "no@1"},   {" ", "", 0, "ab", 1, "no@1"},
+      {" ", "", 0, "a\xA0", 1, "no@1"},        {"%n", "", 0, "\n\nx", 0, "''@1"}, {"%n", "", 0, "x\n", 0, "no@0"},
+  };
+  for (const Case& c : cases) check(c);
+  check({" ", "", 0, "a\n b", 1, "''@3"}, true);  // an event log has newlines within a line
+  check({"%n", "", 0, "a\nb", 1, "''@2"}, true);
+}
+
+TEST_F(Match, PlainField) {
+  const Case cases[] = {
+      {"%s", "", 0, "abc def", 0, "'abc'@3 -1"},    // no constant: the word, and no alternative
+      {"%s", "", 0, "", 0, "no@0 0"},               // the end changes nothing
+      {"%s", "", 0, "a b", 1, "no@1 0"},            // nor does white space
+      {"%s", "x", 0, "abxcdxe", 0, "'ab'@2 1"},     // up to the first occurrence,
+      {"%s", "x", 1, "abxcdxe", 0, "'abxcd'@5 2"},  // the second,
+      {"%s", "x", 2, "abxcdxe", 0, "no@0 3"},       // and there is no third
+      {"%s", "x", -1, "abxcdxe", 0, "'ab'@2 0"},    // 0 steps count as 1
+      {"%s", "x", 0, "abc", 0, "'abc'@3 -1"},       // not in this word: no alternative
+      {"%s", "x", 0, "xaxb", 0, "'xa'@2 1"},        // an occurrence at the start does not count
+      {"%s", "x", 0, "xa", 0, "no@0 1"},            // unless it is the only one
+      {"%s", "x", 0, "x", 0, "no@0 1"},             //
+      {"%s", "aa", 0, "baaaa", 0, "'b'@1 1"},       // occurrences may overlap
+      {"%s", "aa", 1, "baaaa", 0, "'ba'@2 2"},      //
+      {"%s", "%n", 0, "ab\ncd", 0, "'ab'@2 -1"},    //
+      {"%s", "%n", 0, "abc", 0, "'abc'@3 -1"},      //
+      {"%s", "%n", 0, "\nab", 0, "no@0 -1"},        //
+      {"%s", "", 0, "a\nb c", 0, "'a\nb'@3 -1"},    // a newline belongs to the word
+      {"%s", "", 0, "a\xC2\xA0\xC2\x85 b", 0, "'a\xC2\xA0\xC2\x85'@5 -1"},
+      {"%5s", "", 0, "abcdefg", 0, "'abcde'@7 -1"},  // a width only shortens the value
+      {"%5s", "", 0, "abc", 0, "'abc'@3 -1"},        //
+      {"%2s", "x", 0, "abcxd", 0, "'ab'@3 1"},       //
+      {"%0s", "", 0, "ab", 0, "'ab'@2 -1"},
+  };
+  for (const Case& c : cases) check(c);
+}
+
+TEST_F(Match, FieldOfFixedWidth) {
+  newStringMeaning = 1;
+  const Case cases[] = {
+      {"%5s", "", 0, "abcdefg", 0, "'abcde'@5 -1"},  // exactly so many characters
+      {"%5s", "", 0, "abc", 0, "no@0 -1"},           //
+      {"%2s", "x", 0, "axcxd", 0, "'ax'@2 -1"},      // whatever constant follows
+      {"%2s", "x", 0, "a", 0, "no@0 0"},             //
+      {"%s", "x", 0, "abx", 0, "'ab'@2 1"},
+  };
+  for (const Case& c : cases) check(c);
+}
+
+TEST_F(Match, TimeField) {
+  const Case cases[] = {
+      {"%t", "", 0, "Mar  5 12:00:01 x", 0, "'Mar 5 12:00:01'@15 -1"},
+      {"%t", "", 0, "a b", 0, "no@3 -1"},
+      {"%t", "", 0, "a\nb c d", 0, "'a\nb c d'@7 -1"},  // a newline does not part words
+      {"%t", ";", 0, "a b c;d;", 0, "'a b c'@5 0"},     // the words before leave no alternative
+      {"%t", ";", 0, "a b c", 0, "'a b c'@5 -1"},
+  };
+  for (const Case& c : cases) check(c);
+}
+
+TEST_F(Match, StarField) {
+  const Case cases[] = {
+      {"%s*", "", 0, "", 0, "''@0 0"},                 // none is enough
+      {"%s*", "", 0, "a  b ", 0, "'a b'@4 -1"},        // all words, one blank between them
+      {"%s*", "x", 0, "a b x", 0, "'a b'@3 1"},        // up to the blank before the constant
+      {"%s*", "x", 1, "a x b x", 0, "'a x b'@5 2"},    // over one occurrence of it
+      {"%s*", "x", 2, "a x b x", 0, "'a x b x'@7 3"},  // over both
+      {"%s*", "x", 3, "a x b x", 0, "no@7 -1"},        // there is no third
+      {"%s*", "x", 0, "abxcx", 0, "'ab'@2 1"},         // also within a word
+      {"%s*", "x", 1, "abxcx", 0, "'abxc'@4 2"},       //
+      {"%s*", "x", 0, "x y x", 0, "''@0 1"},           // before the constant: nothing
+      {"%s*", "x", 1, "x y x", 0, "'x y'@3 2"},        // or over it
+      {"%s*", "x", 1, "", 0, "no@0 -1"},               //
+      {"%s*", "x", 1, "a  b x", 1, "' b'@4 2"},        // from white space there is nothing to swallow
+      {"%s*", "x", 0, "a b", 0, "'a b'@3 1"},          // the constant is not there at all
+      {"%s*", "%n", 0, "a b\nc", 0, "'a b'@3 -1"},     //
+      {"%s*", "%n", 0, "\nc", 0, "''@0 -1"},           //
+      {"%2s*", "x", 0, "abc defx", 0, "'ab de'@7 1"},  // each word is shortened
+  };
+  for (const Case& c : cases) check(c);
+  starFallback = 0;
+  check({"%s*", "x", 2, "a x b x", 0, "no@7 3"});  // out of occurrences behind a swallowed one
+}
+
+TEST_F(Match, PlusField) {
+  const Case cases[] = {
+      {"%s+", "", 0, "", 0, "no@0 0"},               // at least one word
+      {"%s+", "", 0, "a", 0, "'a'@1 -1"},            //
+      {"%s+", "", 0, "a  b c", 0, "'a b c'@6 -1"},   //
+      {"%s+", "x", 0, "a b x", 0, "'a b'@3 1"},      //
+      {"%s+", "x", 0, "a x", 0, "'a'@1 1"},          //
+      {"%s+", "x", 0, "x x", 0, "'x'@1 1"},          // a constant where the first word must be is that word
+      {"%s+", "x", 1, "a x b x", 0, "'a x b'@5 2"},  //
+      {"%s+", "x", 1, "a x", 0, "'a x'@3 2"},        //
+      {"%s+", "x", 2, "a x", 0, "no@3 -1"},          // no alternative any more
+      {"%s+", "x", 0, "", 0, "no@0 -1"},             //
+      {"%2s+", "x", 0, "abc defx", 0, "'ab de'@7 1"},
+  };
+  for (const Case& c : cases) check(c);
+}
+
+TEST_F(Match, TheMessageAndItsCursor) {
+  SysLogMsg blanks(" \t ");
+  EXPECT_TRUE(blanks.end());
+  SysLogMsg msg("\t a\nb c");
+  EXPECT_EQ(2, msg.offset());
+  EXPECT_STREQ("a\nb", msg.peek().getString());
+  msg += 1;
+  EXPECT_EQ(0, msg.whitesp());
+  msg.setEventFromEventLog();
+  EXPECT_EQ(1, msg.whitesp());
+  EXPECT_STREQ("\nb", msg.peek().getString());  // still part of the word
+  msg += 4;
+  EXPECT_TRUE(msg.end() && msg.peek() == "");
+  msg -= 1;
+  EXPECT_FALSE(msg.end());
+  EXPECT_EQ(2, msg.reset());
+  EXPECT_TRUE(SysLogMsg(nullptr).end());
+}
+
+TEST_F(Match, PartOfAWordBeforeAConstant) {
+  struct Select {
+    const char* constant;
+    const char* word;
+    int n;
+    const char* expected;
+  };
+  const Select cases[] = {
+      {"x", "abxcdxe", 1, "ab"}, {"x", "abxcdxe", 2, "abxcd"}, {"x", "abxcdxe", 3, ""}, {"x", "abxcdxe", 0, "ab"},
+      {"x", "xaxb", -1, ""},     {"x", "xaxb", 1, "xa"},       {"x", "xa", 1, ""},      {"x", "ab", 1, "ab"},
+      {"x", "x", 1, ""},         {"xy", "xyxy", 1, "xy"},      {"x", "xaxb", 2, ""},
+  };
+  for (const Select& c : cases) {
+    const Ref<ConstComponent> constant(ConstComponent::create(c.constant));
+    EXPECT_STREQ(c.expected, constant->select(c.word, c.n).getString()) << c.constant << " in " << c.word << c.n;
+  }
+  EXPECT_STREQ("ab", NewlineComponent::shared()->select("ab\nc\nd", 2).getString());
+}
+
+}  // namespace
+}  // namespace quillon
