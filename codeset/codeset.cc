@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 
 #include "codeset/ascii.h"
@@ -83,6 +82,16 @@ void takeTable(nxl_cs& cs, unsigned char* table, std::uint32_t size) {
 
 namespace quillon {
 
+nxl_cs* codesetOf(unsigned char* table, std::uint32_t size) {
+  auto* cs = new (std::nothrow) nxl_cs;
+  if (cs) {
+    takeTable(*cs, table, size);
+  } else {
+    std::free(table);
+  }
+  return cs;
+}
+
 Column::Column(const nxl_cs& cs, std::size_t offset) {
   static const std::array<unsigned char, 512> nothing = [] {
     std::array<unsigned char, 512> entries;
@@ -95,19 +104,15 @@ Column::Column(const nxl_cs& cs, std::size_t offset) {
 }  // namespace quillon
 
 nxl_cs* cs_new(const char* name) {
-  std::unique_ptr<nxl_cs> cs(new (std::nothrow) nxl_cs);
-  if (!cs) return nullptr;
-  if (std::strcmp(name, "UTF8") == 0) {
-    cs->kind = kUtf8Kind;
-  } else if (std::strcmp(name, "INTERNAL37") == 0) {
-    cs->kind = kInternal37Kind;
-  } else {
-    std::uint32_t size = 0;
-    unsigned char* table = get_table(name, &size);
-    if (!table) return nullptr;
-    takeTable(*cs, table, size);
+  const bool utf8 = std::strcmp(name, "UTF8") == 0;
+  if (utf8 || std::strcmp(name, "INTERNAL37") == 0) {
+    auto* cs = new (std::nothrow) nxl_cs;
+    if (cs) cs->kind = utf8 ? kUtf8Kind : kInternal37Kind;
+    return cs;
   }
-  return cs.release();
+  std::uint32_t size = 0;
+  unsigned char* table = get_table(name, &size);
+  return table ? quillon::codesetOf(table, size) : nullptr;
 }
 
 nxl_cs* nxl_cs_new(const char* name) {

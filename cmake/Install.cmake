@@ -1,0 +1,33 @@
+# What `cmake --install` puts where, and the package that lets another project find_package(quillon).
+
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quillon)
+
+# quillon::foundation, quillon::codeset and, with all of it, quillon::quillon; here and where it is installed.
+set(libraries quillon_foundation quillon_codeset quillon_lib)
+set_target_properties(quillon_foundation PROPERTIES EXPORT_NAME foundation)
+set_target_properties(quillon_codeset PROPERTIES EXPORT_NAME codeset)
+set_target_properties(quillon_lib PROPERTIES EXPORT_NAME quillon)
+foreach(library ${libraries})
+  get_target_property(name ${library} EXPORT_NAME)
+  add_library(quillon::${name} ALIAS ${library})
+endforeach()
+
+# Headers keep their places below include/quillon, so that they are spelled as in this tree.
+install(TARGETS ${libraries} EXPORT quillonTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillon)
+install(DIRECTORY foundation codeset DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillon FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY src/adapters/logfile/common DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillon/src/adapters/logfile
+  FILES_MATCHING PATTERN "*.h")
+
+install(EXPORT quillonTargets NAMESPACE quillon:: FILE quillonConfig.cmake DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/quillonConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/quillonConfigVersion.cmake DESTINATION ${package_dir})
+
+install(TARGETS ${QUILLON_PROGRAMS} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES doc/quillon.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES doc/quillon-format.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+install(FILES README.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR})

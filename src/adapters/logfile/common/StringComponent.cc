@@ -1,0 +1,93 @@
+#include "src/adapters/logfile/common/StringComponent.h"
+
+#include "foundation/refcnt.h"
+#include "src/adapters/logfile/common/ConstComponent.h"
+#include "src/adapters/logfile/common/Modifier_expand.h"
+#include "src/adapters/logfile/common/NewlineComponent.h"
+#include "src/adapters/logfile/common/SysLogMsg.h"
+#include "src/adapters/logfile/common/characters.h"
+
+int newStringMeaning = 0;
+int starFallback = 1;
+
+namespace {
+
+using Star = StarModifier<StringComponent>;
+using Plus = PlusModifier<StringComponent>;
+
+StringComponent* shared_string = nullptr;
+Star* shared_star = nullptr;
+Plus* shared_plus = nullptr;
+
+}  // namespace
+
+void StringComponent::init() {
+  if (shared_string) return;
+  shared_string = new StringComponent("%s");
+  shared_star = new Star("%s*");
+  shared_plus = new Plus("%s+", shared_star);
+  quillon::retain(shared_string);
+  quillon::retain(shared_star);
+  quillon::retain(shared_plus);
+}
+
+StringComponent* StringComponent::create(const char* token) {
+  const std::string_view text(token);
+  if (text.size() > 1 && quillon::isDigit(text[1])) {
+    if (text.back() == '*') return new Star(token);
+    if (text.back() == '+') return new Plus(token, new Star(token));
+    return new StringComponent(token);
+  }
+  if (text == "%s*") return shared_star;
+  if (text == "%s+") return shared_plus;
+  if (text.size() > 2) error("bad %s specification", token);
+  return shared_string;
+}
+
+StringComponent::StringComponent(const char* text)
+    : FormatComponent(text),
+      width(quillon::leadingNumber(text + 1)),
+      endsAtFirst_(view().ends_with('*') || view().ends_with('+')) {}
+
+int StringComponent::matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) {
+  const std::string_view captured = capture(msg, next);
+  value.append(captured);
+  return !captured.empty();
+}
+
+ConstComponent* StringComponent::lookahead(qlList<FormatComponent*>& list, int /*i*/) {
+  list++;
+  return list.has() && list()->isconst() ? static_cast<ConstComponent*>(list()) : ConstComponent::none();
+}
+
+std::string_view StringComponent::capture(SysLogMsg& msg, const ConstComponent* next) {
+  const std::string_view whole = msg.word();
+  const std::size_t limit = static_cast<std::size_t>(width);
+  if (whole.empty()) return {};
+  std::size_t length = whole.size();
+  int occurrence = 0;
+  if (next == NewlineComponent::shared()) {
+    length = std::min(length, whole.find('\n'));
+    if (length < whole.size()) steps = -1;
+  } else if (next != ConstComponent::none()) {
+    occurrence = endsAtFirst_ ? -1 : ++steps;
+    if (width == 0 || !newStringMeaning) {
+      length = next->cut(whole, occurrence);
+    } else if (whole.size() < limit) {
+      --steps;
+      return {};
+    }
+  }
+  if (length == whole.size() && occurrence >= 0) steps = -1;  // the constant is not inside this word
+  std::string_view captured = whole.substr(0, length);
+  if (width != 0) {
+    if (length >= limit) {
+      captured = captured.substr(0, limit);
+      if (newStringMeaning) length = limit;
+    } else if (newStringMeaning) {
+      return {};
+    }
+  }
+  msg += static_cast<int>(length);
+  return captured;
+}

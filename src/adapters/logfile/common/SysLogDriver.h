@@ -1,0 +1,44 @@
+#ifndef QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_SYSLOGDRIVER_H_
+#define QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_SYSLOGDRIVER_H_
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "src/adapters/logfile/common/LogDriver.h"
+
+/// Follows the files of a log source.
+class LogPoller {
+ public:
+  LogPoller() = default;
+  LogPoller(const LogPoller&) = delete;
+  LogPoller& operator=(const LogPoller&) = delete;
+  virtual ~LogPoller() = default;
+};
+
+/// The driver of a log source. Made from a format file alone it is the compiler.
+class SysLogDriver : public LogDriver {
+ public:
+  /// Compiles `fmtfile` and writes the class definitions to standard output. Ends the process with status 1 when the
+  /// file cannot be read or the definitions cannot be written.
+  explicit SysLogDriver(const char* fmtfile);
+  ~SysLogDriver() override;
+
+ private:
+  /// Text of a source on its way into lines.
+  struct LineBuffer {
+    std::array<char, 4096> text{};
+    char* read = text.data();   ///< The next byte to be taken out.
+    char* write = text.data();  ///< Where the next byte goes.
+  };
+
+  // The state of a live source; a compiler has none.
+  LineBuffer lines[2];
+  std::unique_ptr<LogPoller> poller;
+  [[maybe_unused]] int polls = 0;
+  int sources[4] = {-1, -1, -1, -1};  ///< Descriptors, -1 when not open.
+  int lock = -1;                      ///< Descriptor, -1 when not open.
+  std::string pipe;                   ///< Path.
+};
+
+#endif  // QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_SYSLOGDRIVER_H_

@@ -1,0 +1,21 @@
+#ifndef QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_TIMECOMPONENT_H_
+#define QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_TIMECOMPONENT_H_
+
+#include "src/adapters/logfile/common/StringComponent.h"
+
+/// The "%t" field: a time stamp of three words. Nothing checks that the words look like one. There is a single, shared
+/// instance.
+class TimeComponent : public StringComponent {
+ public:
+  static void init();
+  /// The shared instance. A token with anything but "%t" in it is reported.
+  static TimeComponent* create(const char* token);
+
+  /// Captures three words, joined by single blanks; `next` bounds the third.
+  int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
+
+ private:
+  using StringComponent::StringComponent;
+};
+
+#endif  // QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_TIMECOMPONENT_H_

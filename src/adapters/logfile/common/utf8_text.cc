@@ -1,0 +1,34 @@
+#include "src/adapters/logfile/common/utf8_text.h"
+
+#include <climits>
+
+namespace quillon {
+
+nxl_cs* platformCodeset() {
+  static nxl_cs* const platform = [] {
+    char name[32];
+    nxl_os_cs_name(name, sizeof name);
+    return nxl_cs_new(name);
+  }();
+  return platform;
+}
+
+bool isUtf8(const nxl_cs* cs) {
+  if (!cs) cs = nxl_get_def_cs();
+  return cs->kind == kUtf8Kind || cs->kind == kPassThroughKind;
+}
+
+ConvertedText::ConvertedText(Conversion& convert, nxl_cs* cs, std::string_view source) : text_(source.data()) {
+  if (isUtf8(cs)) return;
+  // No character of a codeset needs more than three bytes in UTF-8, nor more than three times its UTF-8 form elsewhere.
+  const std::size_t room = 3 * source.size() + 1;
+  char* target = small_;
+  if (room > sizeof small_) {
+    large_.reset(room > INT_MAX ? nullptr : static_cast<char*>(std::malloc(room)));
+    target = large_.get();
+  }
+  text_ = target;
+  if (target) convert(cs, source.data(), -1, target, static_cast<int>(room));
+}
+
+}  // namespace quillon
