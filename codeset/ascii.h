@@ -15,27 +15,37 @@ class SingleByteSource {
  public:
   using Unit = unsigned char;
   static constexpr bool kAscii = true;
+  static constexpr bool kFixed = true;
 
-  explicit SingleByteSource(const nxl_cs& cs) : single_(singleBytes(cs)) {}
+  explicit SingleByteSource(const nxl_cs& cs) : single_(singleBytes(cs)), forms_(cs.forms) {}
 
   Step next(const unsigned char* p, const unsigned char* /*end*/) const { return {single(*p), 1}; }
+  const std::uint32_t* forms() const { return forms_; }
 
  protected:
   char32_t single(unsigned char byte) const {
-    if (byte < 0x80) return byte;
-    const std::uint32_t c = single_[byte];
+    const std::uint32_t high = 0u - (byte >> 7);  // all bits or none: a branch here would often be guessed wrongly
+    const std::uint32_t c = (single_[byte] & high) | (byte & ~high);
     return c == kUnmappable ? kSubstitute : c;
   }
 
  private:
-  Entries<2> single_;
+  Column single_;
+  const std::uint32_t* forms_;
 };
 
 /// Characters of up to kLongest bytes, found row by row.
 template <int kLongest>
 class RowSource : public SingleByteSource {
  public:
-  explicit RowSource(const nxl_cs& cs) : SingleByteSource(cs), rows_(rows(cs)) {}
+  static constexpr bool kFixed = false;
+
+  explicit RowSource(const nxl_cs& cs) : SingleByteSource(cs), rows_(rows(cs)), pair_forms_(cs.forms) {}
+
+  /// The forms are those of the pairs with a first byte from 0x80 on.
+  std::uint32_t pairForm(const unsigned char* p) const {
+    return pair_forms_ ? pair_forms_[(p[0] - 0x80) * 256 + p[1]] : 0;
+  }
 
   Step next(const unsigned char* p, const unsigned char* end) const {
     if (*p < 0x80) return {*p, 1};
@@ -43,7 +53,7 @@ class RowSource : public SingleByteSource {
     if (entry == kUnmappable) return {single(*p), 1};
     for (int i = 1; i < kLongest; ++i) {
       if (p + i == end) return kIncomplete;
-      const bool more_lead = entry & kLeadRow;
+      const bool more_lead = kLongest > 2 && (entry & kLeadRow) != 0;
       entry = rows_[(entry & ~std::uint32_t{kLeadRow}) * kRowEntries + p[i]];
       if (entry == kUnmappable) return {kSubstitute, p[i] < 0x80 ? i : i + 1};
       if (!more_lead) return {entry, i + 1};
@@ -53,6 +63,7 @@ class RowSource : public SingleByteSource {
 
  private:
   Entries<2> rows_;
+  const std::uint32_t* pair_forms_;
 };
 
 using DoubleByteSource = RowSource<2>;
@@ -94,17 +105,41 @@ class PageTarget : public PlainTarget<unsigned char> {
  public:
   explicit PageTarget(const nxl_cs& cs) : pages_(cs) {}
 
-  int put(char32_t c, unsigned char* p, const unsigned char* end) const {
-    return putCode(c < 0x80 ? c : pages_.code(c), p, end);
+  int put(char32_t c, unsigned char* p, const unsigned char* end) const { return putCode(codeOf(c), p, end); }
+
+  int putLoose(char32_t c, unsigned char* p) const {
+    const std::uint32_t code = codeOf(c);
+    const int length = lengthOf(code);
+    if constexpr (kLongest == 1) {
+      *p = static_cast<unsigned char>(code);
+    } else if constexpr (kLongest == 2) {
+      const unsigned char bytes[2] = {static_cast<unsigned char>(length == 1 ? code : code >> 8),
+                                      static_cast<unsigned char>(code)};
+      std::memcpy(p, bytes, sizeof bytes);
+    } else {
+      putCode(code, p, p + kLongest);
+    }
+    return length;
   }
 
  protected:
   static int putCode(std::uint32_t code, unsigned char* p, const unsigned char* end) {
-    if (code == kUnmappableCode || code >> (8 * (kLongest - 1)) > 0xFF) code = kSubstitute;
-    const int length = code < 0x100 ? 1 : code < 0x10000 ? 2 : code < 0x1000000 ? 3 : 4;
+    const int length = lengthOf(code);
     if (end - p < length) return 0;
     for (int i = length - 1; i >= 0; --i, code >>= 8) p[i] = static_cast<unsigned char>(code);
     return length;
+  }
+
+  std::uint32_t codeOf(char32_t c) const {
+    if (c < 0x80) return c;
+    const std::uint32_t code = pages_.code(c);
+    constexpr std::uint32_t kHighest = kLongest == 1 ? 0xFF : Pages<kBytes>::kNone - 1;
+    return code <= kHighest ? code : kSubstitute;
+  }
+
+  static int lengthOf(std::uint32_t code) {
+    if constexpr (kLongest == 1) return 1;
+    return code < 0x100 ? 1 : code < 0x10000 || kLongest == 2 ? 2 : code < 0x1000000 ? 3 : 4;
   }
 
  private:
@@ -122,6 +157,8 @@ class Gb18030Target : public MultiByteTarget {
   int put(char32_t c, unsigned char* p, const unsigned char* end) const {
     return c < 0x10000 ? MultiByteTarget::put(c, p, end) : putCode(supplementaryCode(c), p, end);
   }
+
+  int putLoose(char32_t c, unsigned char* p) const { return put(c, p, p + 4); }
 
  private:
   static std::uint32_t supplementaryCode(char32_t c) {

@@ -1,10 +1,12 @@
 #include "codeset/codeset.h"
 
+#include <array>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 
+#include "codeset/ascii.h"
+#include "codeset/ebcdic.h"
 #include "codeset/image.h"
 #include "codeset/init.h"
 #include "codeset/tables.h"
@@ -19,6 +21,51 @@ std::uint16_t word(const unsigned char* table, std::size_t offset) {
   return static_cast<std::uint16_t>(quillon::load16(table + offset));
 }
 
+std::uint32_t* allocateForms(std::size_t count) {
+  return static_cast<std::uint32_t*>(std::calloc(count, sizeof(std::uint32_t)));
+}
+
+// The UTF-8 of every byte. Null, which only costs time later, when memory is short.
+template <class Source>
+std::uint32_t* makeForms(const nxl_cs& cs) {
+  std::uint32_t* forms = allocateForms(256);
+  const Source source(cs);
+  for (unsigned byte = 0; forms && byte < 256; ++byte) {
+    const auto unit = static_cast<unsigned char>(byte);
+    forms[byte] = quillon::utf8Form(source.next(&unit, &unit + 1).character);
+  }
+  return forms;
+}
+
+// The UTF-8 of every pair of bytes that is one character and begins with a byte from 0x80 on.
+template <class Source>
+std::uint32_t* makePairForms(const nxl_cs& cs) {
+  std::uint32_t* forms = allocateForms(128 * 256);
+  const Source source(cs);
+  for (unsigned pair = 0; forms && pair < 128 * 256; ++pair) {
+    const unsigned char bytes[] = {static_cast<unsigned char>(0x80 | pair >> 8), static_cast<unsigned char>(pair)};
+    const quillon::Step step = source.next(bytes, bytes + 2);
+    if (step.length == 2 && step.character != quillon::kSubstitute) forms[pair] = quillon::utf8Form(step.character);
+  }
+  return forms;
+}
+
+std::uint32_t* makeFormsOf(const nxl_cs& cs) {
+  switch (cs.kind) {
+    case kSingleByteKind:
+      return makeForms<quillon::SingleByteSource>(cs);
+    case kEbcdicKind:
+      return makeForms<quillon::EbcdicSource>(cs);
+    case kDoubleByteKind:
+    case kGb18030Kind:
+      return makePairForms<quillon::DoubleByteSource>(cs);
+    case kMultiByteKind:
+      return makePairForms<quillon::MultiByteSource>(cs);
+    default:
+      return nullptr;
+  }
+}
+
 void takeTable(nxl_cs& cs, unsigned char* table, std::uint32_t size) {
   const bool ebcdic = word(table, quillon::kFamilyOffset) == quillon::kEbcdicFamily;
   cs.table = table;
@@ -28,24 +75,44 @@ void takeTable(nxl_cs& cs, unsigned char* table, std::uint32_t size) {
   cs.param_a = word(table, quillon::kParamAOffset);
   cs.param_b = word(table, quillon::kParamBOffset);
   std::memcpy(cs.header_bytes, table + quillon::kHeaderBytesOffset, sizeof cs.header_bytes);
+  cs.forms = makeFormsOf(cs);
 }
 
 }  // namespace
 
-nxl_cs* cs_new(const char* name) {
-  std::unique_ptr<nxl_cs> cs(new (std::nothrow) nxl_cs);
-  if (!cs) return nullptr;
-  if (std::strcmp(name, "UTF8") == 0) {
-    cs->kind = kUtf8Kind;
-  } else if (std::strcmp(name, "INTERNAL37") == 0) {
-    cs->kind = kInternal37Kind;
-  } else {
-    std::uint32_t size = 0;
-    unsigned char* table = get_table(name, &size);
-    if (!table) return nullptr;
+namespace quillon {
+
+nxl_cs* codesetOf(unsigned char* table, std::uint32_t size) {
+  auto* cs = new (std::nothrow) nxl_cs;
+  if (cs) {
     takeTable(*cs, table, size);
+  } else {
+    std::free(table);
   }
-  return cs.release();
+  return cs;
+}
+
+Column::Column(const nxl_cs& cs, std::size_t offset) {
+  static const std::array<unsigned char, 512> nothing = [] {
+    std::array<unsigned char, 512> entries;
+    entries.fill(0xFF);
+    return entries;
+  }();
+  base_ = cs.table_size >= kMinTableBytes ? cs.table + offset : nothing.data();
+}
+
+}  // namespace quillon
+
+nxl_cs* cs_new(const char* name) {
+  const bool utf8 = std::strcmp(name, "UTF8") == 0;
+  if (utf8 || std::strcmp(name, "INTERNAL37") == 0) {
+    auto* cs = new (std::nothrow) nxl_cs;
+    if (cs) cs->kind = utf8 ? kUtf8Kind : kInternal37Kind;
+    return cs;
+  }
+  std::uint32_t size = 0;
+  unsigned char* table = get_table(name, &size);
+  return table ? quillon::codesetOf(table, size) : nullptr;
 }
 
 nxl_cs* nxl_cs_new(const char* name) {
@@ -61,6 +128,7 @@ int nxl_cs_free(nxl_cs* cs) {
   if (!cs || registry.isBuiltIn(cs)) return 0;
   registry.forget(cs);
   std::free(cs->table);
+  std::free(cs->forms);
   delete cs;
   return 0;
 }

@@ -35,13 +35,17 @@ class EbcdicSource {
  public:
   using Unit = unsigned char;
   static constexpr bool kAscii = false;
+  static constexpr bool kFixed = true;
 
-  explicit EbcdicSource(const nxl_cs& cs) : internal_(cs.kind == kInternal37Kind), single_(singleBytes(cs)) {}
+  explicit EbcdicSource(const nxl_cs& cs)
+      : internal_(cs.kind == kInternal37Kind), single_(singleBytes(cs)), forms_(cs.forms) {}
 
   Step next(const unsigned char* p, const unsigned char* /*end*/) const {
     const std::uint32_t c = internal_ ? invariant(*p) : single_[*p];
     return {c == kUnmappable ? kSubstitute : c, 1};
   }
+
+  const std::uint32_t* forms() const { return forms_; }
 
  private:
   static std::uint32_t invariant(unsigned char byte) {
@@ -50,7 +54,8 @@ class EbcdicSource {
   }
 
   bool internal_;
-  Entries<2> single_;
+  Column single_;
+  const std::uint32_t* forms_;
 };
 
 class EbcdicTarget : public PlainTarget<unsigned char> {
@@ -77,6 +82,7 @@ class MixedEbcdicSource {
  public:
   using Unit = unsigned char;
   static constexpr bool kAscii = false;
+  static constexpr bool kFixed = false;
 
   explicit MixedEbcdicSource(nxl_cs& cs) : state_(cs.state1), single_(singleBytes(cs)), rows_(rows(cs)) {}
 
@@ -97,7 +103,7 @@ class MixedEbcdicSource {
   static char32_t mapped(std::uint32_t entry) { return entry == kUnmappable ? kSubstitute : entry; }
 
   std::uint8_t& state_;
-  Entries<2> single_;
+  Column single_;
   Entries<2> rows_;
 };
 
@@ -129,7 +135,7 @@ class MixedEbcdicTarget {
   std::uint32_t codeOf(char32_t c) const {
     std::uint32_t code = invariantCode(c);
     if (code == kUnmappableCode || isShift(code)) code = pages_.code(c);
-    return code < 0x10000 && !isShift(code) ? code : kEbcdicSubstitute;
+    return code < kUnmappable && !isShift(code) ? code : kEbcdicSubstitute;
   }
 
   static bool isShift(std::uint32_t code) { return code == kShiftOut || code == kShiftIn; }

@@ -62,13 +62,23 @@ class Entries {
   std::size_t count_ = 0;
 };
 
+/// The 256 entries at a place that every table has. Without a table all are unmappable.
+class Column {
+ public:
+  Column(const nxl_cs& cs, std::size_t offset);
+  std::uint32_t operator[](unsigned char i) const { return load16(base_ + 2 * std::size_t{i}); }
+
+ private:
+  const unsigned char* base_;
+};
+
 /// The 32-bit word of the header at `offset`; 0 without a table.
 inline std::uint32_t headerWord(const nxl_cs& cs, std::size_t offset) {
   return cs.table_size >= kMinTableBytes ? load32(cs.table + offset) : 0;
 }
 
 /// From bytes to UCS-2.
-inline Entries<2> singleBytes(const nxl_cs& cs) { return {cs, kSingleOffset, 256}; }
+inline Column singleBytes(const nxl_cs& cs) { return {cs, kSingleOffset}; }
 inline Entries<2> rows(const nxl_cs& cs) { return {cs, headerWord(cs, kRowsOffset), kRowEntries << 15}; }
 inline Entries<2> fourBytes(const nxl_cs& cs) {
   return {cs, headerWord(cs, kFourByteOffset), headerWord(cs, kFourByteCount)};
@@ -79,18 +89,19 @@ template <std::size_t kBytes>
 class Pages {
  public:
   explicit Pages(const nxl_cs& cs)
-      : index_(cs, kPageIndexOffset, 256), pages_(cs, headerWord(cs, kPagesOffset), kPageEntries << 16) {}
+      : index_(cs, kPageIndexOffset), pages_(cs, headerWord(cs, kPagesOffset), kPageEntries << 16) {}
 
-  /// kUnmappableCode when there is none.
+  /// What an entry without a code holds.
+  static constexpr std::uint32_t kNone = kBytes == 2 ? kUnmappable : kUnmappableCode;
+
   std::uint32_t code(char32_t c) const {
-    const std::uint32_t page = index_[c >> 8];  // beyond UCS-2 there is no index entry
-    if (page == 0 || page == kUnmappable) return kUnmappableCode;
-    const std::uint32_t code = pages_[(page - 1) * kPageEntries + (c & 0xFF)];
-    return kBytes == 2 && code == kUnmappable ? kUnmappableCode : code;
+    if (c > 0xFFFF) return kNone;
+    const std::size_t page = index_[static_cast<unsigned char>(c >> 8)];
+    return pages_[(page - 1) * kPageEntries + (c & 0xFF)];  // page 0, which is none, lies behind every entry
   }
 
  private:
-  Entries<2> index_;
+  Column index_;
   Entries<kBytes> pages_;
 };
 

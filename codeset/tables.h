@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "codeset/codeset.h"
+
 /// Finding and reading table files; doc/codeset-tables.md describes their layout.
 
 /// The buffer for every path. One byte more than a path and its terminator take stays free.
@@ -21,9 +23,13 @@ unsigned char* get_table(const char* name, std::uint32_t* size_out);
 unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size_out);
 
 /// A codeset for an already normalised name, or null. Release with nxl_cs_free().
-struct nxl_cs* cs_new(const char* name);
+nxl_cs* cs_new(const char* name);
 
 namespace quillon {
+
+/// A codeset over a table of at least kMinTableBytes, allocated with malloc, which it takes; null, and the table freed,
+/// when memory is short.
+nxl_cs* codesetOf(unsigned char* table, std::uint32_t size);
 
 /// The table directories in the order of search, each ready to be followed by a file name; the last one is the current
 /// directory, "". A directory whose path is too long is left out.

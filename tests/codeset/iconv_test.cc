@@ -90,10 +90,25 @@ class AgainstIconv : public Scratch, public testing::WithParamInterface<Shipped>
   bool ebcdic() const { return cs_->kind == kEbcdicKind || cs_->kind == kMixedEbcdicKind; }
   bool mixed() const { return cs_->kind == kMixedEbcdicKind; }
 
+  // By itself, where each limit is checked, and at the start of a long text, where none has to be: both are the same.
   std::string toUtf8(const std::string& bytes) const {
-    char text[64];
+    char text[128];
     const int size = nxl_to_utf8(cs_.get(), bytes.data(), static_cast<int>(bytes.size()), text, sizeof text);
-    return std::string(text, static_cast<std::size_t>(size));
+    const std::string alone(text, static_cast<std::size_t>(size));
+    const std::string longer = bytes + (mixed() ? "\x0F" : "") + std::string(48, ebcdic() ? '\xC1' : 'A');
+    const int longer_size = nxl_to_utf8(cs_.get(), longer.data(), static_cast<int>(longer.size()), text, sizeof text);
+    EXPECT_EQ(alone + std::string(48, 'A'), std::string(text, static_cast<std::size_t>(longer_size)));
+    return alone;
+  }
+
+  std::string fromUcs2(char16_t c) const {
+    char text[128];
+    const int alone_size = nxl_from_ucs2(cs_.get(), &c, 1, text, sizeof text);
+    const std::string alone(text, static_cast<std::size_t>(alone_size));
+    const std::string longer = utf8(c) + std::string(48, 'A');
+    const int size = nxl_from_utf8(cs_.get(), longer.data(), static_cast<int>(longer.size()), text, sizeof text);
+    EXPECT_EQ(alone + std::string(48, ebcdic() ? '\xC1' : 'A'), std::string(text, static_cast<std::size_t>(size)));
+    return alone;
   }
 
   // Where the tables differ on purpose: "Differences from iconv" in doc/codeset-tables.md. `pair` are two characters.
@@ -157,9 +172,7 @@ TEST_P(AgainstIconv, EveryCharacter) {
     if (error != 0) expected.assign(1, ebcdic() ? '\x6F' : '?');
     if (!ebcdic() && i < 0x80) expected.assign(1, static_cast<char>(i));
     if (composes() && expected.size() > 1) expected.assign(1, '?');
-    char text[16];
-    const int size = nxl_from_ucs2(cs_.get(), &c, 1, text, sizeof text);
-    const std::string got(text, static_cast<std::size_t>(size));
+    const std::string got = fromUcs2(c);
     if (expected != got) report("U+" + hex({static_cast<char>(i >> 8), static_cast<char>(i)}), expected, got);
   }
   EXPECT_EQ(0, differences_);
