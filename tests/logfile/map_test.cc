@@ -214,10 +214,6 @@ TEST_F(Map, DestroyingWhatIsInUseAborts) {
 }
 
 TEST_F(Map, PrintFailuresEndTheProcess) {
-  struct Case {
-    const char* rule;
-    const char* message;
-  };
   const std::string missing = "\nError: Failure during CDS mapping.\nCould not find value for '";
   const std::string entry = "' in this FMT entry:\n\n   x PRINTF(";
   const std::pair<const char*, std::string> cases[] = {

@@ -74,6 +74,7 @@ TEST_F(Match, PlainField) {
       {"%s", "x", 0, "xaxb", 0, "'xa'@2 1"},        // an occurrence at the start does not count
       {"%s", "x", 0, "xa", 0, "no@0 1"},            // unless it is the only one
       {"%s", "x", 0, "x", 0, "no@0 1"},             //
+      {"%s", "xy", 0, "xyxy", 0, "'xy'@2 1"},       //
       {"%s", "aa", 0, "baaaa", 0, "'b'@1 1"},       // occurrences may overlap
       {"%s", "aa", 1, "baaaa", 0, "'ba'@2 2"},      //
       {"%s", "%n", 0, "ab\ncd", 0, "'ab'@2 -1"},    //
@@ -170,25 +171,6 @@ TEST_F(Match, TheMessageAndItsCursor) {
   EXPECT_FALSE(msg.end());
   EXPECT_EQ(2, msg.reset());
   EXPECT_TRUE(SysLogMsg(nullptr).end());
-}
-
-TEST_F(Match, PartOfAWordBeforeAConstant) {
-  struct Select {
-    const char* constant;
-    const char* word;
-    int n;
-    const char* expected;
-  };
-  const Select cases[] = {
-      {"x", "abxcdxe", 1, "ab"}, {"x", "abxcdxe", 2, "abxcd"}, {"x", "abxcdxe", 3, ""}, {"x", "abxcdxe", 0, "ab"},
-      {"x", "xaxb", -1, ""},     {"x", "xaxb", 1, "xa"},       {"x", "xa", 1, ""},      {"x", "ab", 1, "ab"},
-      {"x", "x", 1, ""},         {"xy", "xyxy", 1, "xy"},      {"x", "xaxb", 2, ""},
-  };
-  for (const Select& c : cases) {
-    const Ref<ConstComponent> constant(ConstComponent::create(c.constant));
-    EXPECT_STREQ(c.expected, constant->select(c.word, c.n).getString()) << c.constant << " in " << c.word << c.n;
-  }
-  EXPECT_STREQ("ab", NewlineComponent::shared()->select("ab\nc\nd", 2).getString());
 }
 
 }  // namespace
