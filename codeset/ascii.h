@@ -76,7 +76,9 @@ class Gb18030Source : public DoubleByteSource {
   explicit Gb18030Source(const nxl_cs& cs) : DoubleByteSource(cs), four_(fourBytes(cs)) {}
 
   Step next(const unsigned char* p, const unsigned char* end) const {
-    if (!isLead(p[0]) || end - p < 2 || !isDigit(p[1])) return DoubleByteSource::next(p, end);
+    if (!isLead(p[0])) return DoubleByteSource::next(p, end);
+    if (end - p < 2) return kIncomplete;  // four bytes may follow, whether the table has a row for two or not
+    if (!isDigit(p[1])) return DoubleByteSource::next(p, end);
     if (end - p < 3) return kIncomplete;
     if (!isLead(p[2])) return {kSubstitute, 1};
     if (end - p < 4) return kIncomplete;
