@@ -78,6 +78,7 @@ void takeTable(nxl_cs& cs, unsigned char* table, std::uint32_t size) {
   cs.param_b = word(table, quillon::kParamBOffset);
   std::memcpy(cs.header_bytes, table + quillon::kHeaderBytesOffset, sizeof cs.header_bytes);
   cs.forms = makeFormsOf(cs);
+  cs.forms_kind = cs.kind;
 }
 
 }  // namespace
