@@ -17,7 +17,7 @@ class SingleByteSource {
   static constexpr bool kAscii = true;
   static constexpr bool kFixed = true;
 
-  explicit SingleByteSource(const nxl_cs& cs) : single_(singleBytes(cs)), forms_(cs.forms) {}
+  explicit SingleByteSource(const nxl_cs& cs) : single_(singleBytes(cs)), forms_(formsFor(cs, kSingleByteKind)) {}
 
   Step next(const unsigned char* p, const unsigned char* /*end*/) const { return {single(*p), 1}; }
   const std::uint32_t* forms() const { return forms_; }
@@ -40,7 +40,8 @@ class RowSource : public SingleByteSource {
  public:
   static constexpr bool kFixed = false;
 
-  explicit RowSource(const nxl_cs& cs) : SingleByteSource(cs), rows_(rows(cs)), pair_forms_(cs.forms) {}
+  explicit RowSource(const nxl_cs& cs, NxlKind kind = kLongest == 2 ? kDoubleByteKind : kMultiByteKind)
+      : SingleByteSource(cs), rows_(rows(cs)), pair_forms_(formsFor(cs, kind)) {}
 
   /// The forms are those of the pairs with a first byte from 0x80 on.
   std::uint32_t pairForm(const unsigned char* p) const {
@@ -73,10 +74,12 @@ using MultiByteSource = RowSource<4>;
 /// codes, those of the other planes by arithmetic (GB 18030-2005).
 class Gb18030Source : public DoubleByteSource {
  public:
-  explicit Gb18030Source(const nxl_cs& cs) : DoubleByteSource(cs), four_(fourBytes(cs)) {}
+  explicit Gb18030Source(const nxl_cs& cs) : DoubleByteSource(cs, kGb18030Kind), four_(fourBytes(cs)) {}
 
   Step next(const unsigned char* p, const unsigned char* end) const {
-    if (!isLead(p[0]) || end - p < 2 || !isDigit(p[1])) return DoubleByteSource::next(p, end);
+    if (!isLead(p[0])) return DoubleByteSource::next(p, end);
+    if (end - p < 2) return kIncomplete;  // four bytes may follow, whether the table has a row for two or not
+    if (!isDigit(p[1])) return DoubleByteSource::next(p, end);
     if (end - p < 3) return kIncomplete;
     if (!isLead(p[2])) return {kSubstitute, 1};
     if (end - p < 4) return kIncomplete;

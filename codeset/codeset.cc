@@ -37,7 +37,8 @@ std::uint32_t* makeForms(const nxl_cs& cs) {
   return forms;
 }
 
-// The UTF-8 of every pair of bytes that is one character and begins with a byte from 0x80 on.
+// The UTF-8 of every pair of bytes that begins with a byte from 0x80 on and that this very source takes for one
+// character: in a damaged table of GB 18030, say, the beginning of a four-byte code may have a character too.
 template <class Source>
 std::uint32_t* makePairForms(const nxl_cs& cs) {
   std::uint32_t* forms = allocateForms(128 * 256);
@@ -57,8 +58,9 @@ std::uint32_t* makeFormsOf(const nxl_cs& cs) {
     case kEbcdicKind:
       return makeForms<quillon::EbcdicSource>(cs);
     case kDoubleByteKind:
-    case kGb18030Kind:
       return makePairForms<quillon::DoubleByteSource>(cs);
+    case kGb18030Kind:
+      return makePairForms<quillon::Gb18030Source>(cs);
     case kMultiByteKind:
       return makePairForms<quillon::MultiByteSource>(cs);
     default:
@@ -76,6 +78,7 @@ void takeTable(nxl_cs& cs, unsigned char* table, std::uint32_t size) {
   cs.param_b = word(table, quillon::kParamBOffset);
   std::memcpy(cs.header_bytes, table + quillon::kHeaderBytesOffset, sizeof cs.header_bytes);
   cs.forms = makeFormsOf(cs);
+  cs.forms_kind = cs.kind;
 }
 
 }  // namespace

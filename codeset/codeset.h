@@ -39,6 +39,7 @@ struct nxl_cs {
   std::uint8_t state0 = 0;              ///< Zero.
   std::uint8_t state1 = 0;              ///< Shift state of mixed EBCDIC: 0 single-byte, 1 double-byte.
   std::uint32_t table_size = 0;         ///< Bytes at `table`.
+  std::uint16_t forms_kind = 0;         ///< The kind that `forms` is for: only its own converters use it.
   std::uint32_t* forms = nullptr;       ///< UTF-8 of bytes or pairs, made from the table for speed; may be null.
 };
 

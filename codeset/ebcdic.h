@@ -38,7 +38,7 @@ class EbcdicSource {
   static constexpr bool kFixed = true;
 
   explicit EbcdicSource(const nxl_cs& cs)
-      : internal_(cs.kind == kInternal37Kind), single_(singleBytes(cs)), forms_(cs.forms) {}
+      : internal_(cs.kind == kInternal37Kind), single_(singleBytes(cs)), forms_(formsFor(cs, kEbcdicKind)) {}
 
   Step next(const unsigned char* p, const unsigned char* /*end*/) const {
     const std::uint32_t c = internal_ ? invariant(*p) : single_[*p];

@@ -19,24 +19,22 @@ class Directory {
     if (!mkdtemp(path_.data())) std::abort();
     setenv("NXLDIR", path_.c_str(), 1);
     unsetenv("BINDIR");
-    std::filesystem::current_path(path_);  // a redirection into the current directory finds nothing else
   }
   ~Directory() {
     std::error_code ignored;
-    std::filesystem::current_path("/", ignored);
     std::filesystem::remove_all(path_, ignored);
+  }
+
+  void write(const char* name, const std::string& text) const {
+    std::FILE* file = std::fopen((path_ + "/" + name).c_str(), "wb");
+    if (!file) std::abort();
+    std::fwrite(text.data(), 1, text.size(), file);
+    std::fclose(file);
   }
 
  private:
   std::string path_ = (std::filesystem::temp_directory_path() / "fuzz-codeset-XXXXXX").string();
 };
-
-void write(const char* name, const std::string& text) {
-  std::FILE* file = std::fopen(name, "wb");
-  if (!file) std::abort();
-  std::fwrite(text.data(), 1, text.size(), file);
-  std::fclose(file);
-}
 
 std::string takePart(std::string& text) {
   const std::size_t end = text.find('\xFF');
@@ -50,8 +48,8 @@ std::string takePart(std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Directory directory;
   std::string text(reinterpret_cast<const char*>(data), size);
-  write("aliases", takePart(text));
-  write("T", takePart(text));
+  directory.write("aliases", takePart(text));
+  directory.write("T", takePart(text));
   const std::string name = takePart(text);
 
   for (const int length : {1, 8, 128}) {

@@ -253,6 +253,23 @@ TEST_F(Convert, ResumedAtAnySplitGivesTheSame) {
   }
 }
 
+// Wrong text is all that can come of it; the sanitizers see a read outside.
+TEST_F(Convert, SurvivesAnotherKindsCodeset) {
+  std::mt19937 random(3);
+  const std::string bytes = randomBytes(random, 400);
+  for (const char* name : {"KOI8R", "SHIFTJIS", "EUCJP", "GB18030", "037", "939", "UTF8", "INTERNAL37"}) {
+    for (auto* convert : {ascii_sbcs_to_utf8_r, ascii_dbcs_to_utf8_r, ascii_mbcs_to_utf8_r, ascii_gb18030_to_utf8_r,
+                          ebcdic_sbcs_to_utf8_r, ebcdic_dbcs_to_utf8_r, ascii_sbcs_from_utf8_r, ascii_dbcs_from_utf8_r,
+                          ascii_mbcs_from_utf8_r, ascii_gb18030_from_utf8_r, ebcdic_dbcs_from_utf8_r}) {
+      nxl_cs copy = *codeset(name);
+      std::string text(2000, ' ');
+      const char* src = bytes.data();
+      char* dst = text.data();
+      EXPECT_NE(1, convert(&copy, &src, src + bytes.size(), &dst, dst + text.size()));
+    }
+  }
+}
+
 // Whatever a table's words say, each conversion ends and stays inside; the sanitizers see a read outside.
 TEST_F(Convert, SurvivesDamagedTables) {
   std::mt19937 random(7);
