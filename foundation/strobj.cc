@@ -223,12 +223,11 @@ bool qlStrobj::operator==(const char* text) const {
 
 bool qlStrobj::operator!=(const char* text) const { return !(*this == text); }
 
-bool qlStrobj::operator==(const qlStrobj& other) const {
-  if (!rep || !other.rep) return false;
+/// For strings of one length. The null string has the length of the empty one, but is not it.
+bool qlStrobj::sameText(const qlStrobj& other) const {
   const char* const own = getString();
   const char* const theirs = other.getString();
-  if (own && theirs) return len == other.len && (own == theirs || std::strcmp(own, theirs) == 0);
-  return own == theirs;
+  return own && theirs ? std::strcmp(own, theirs) == 0 : own == theirs;
 }
 
 // Not the negation of == for strings without a representation: two of those differ in neither sense.

@@ -87,7 +87,9 @@ class qlStrobj : public quillon::Pooled {
 
   bool operator==(const char* text) const;
   bool operator!=(const char* text) const;
-  bool operator==(const qlStrobj& other) const;
+  bool operator==(const qlStrobj& other) const {
+    return rep && other.rep && len == other.len && (rep == other.rep || sameText(other));
+  }
   bool operator!=(const qlStrobj& other) const;
 
  private:
@@ -104,6 +106,7 @@ class qlStrobj : public quillon::Pooled {
   static srep* sharedEmpty();
   static srep* retained(srep* shared);
 
+  bool sameText(const qlStrobj& other) const;
   bool isPrivate() const { return rep && rep->refs == 1; }
   void letGo();
   void adopt(srep* fresh, int length);
