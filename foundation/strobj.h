@@ -8,7 +8,7 @@
 
 /// A byte string, NUL-terminated, without an encoding of its own. Copies share one representation, which is freed with
 /// the last of them; most editing operations take a private copy first. All lengths and positions are bytes. Texts
-/// longer than about 2 GB count as memory exhaustion (the installed new-handler runs, then std::bad_alloc).
+/// longer than about 1 GB count as memory exhaustion (the installed new-handler runs, then std::bad_alloc).
 ///
 /// The null string has no text at all. It equals another null string and a null text, and differs from "".
 class qlStrobj : public quillon::Pooled {
