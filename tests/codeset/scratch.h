@@ -1,17 +1,14 @@
 #ifndef QUILLON_TESTS_CODESET_SCRATCH_H_
 #define QUILLON_TESTS_CODESET_SCRATCH_H_
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "codeset/codeset.h"
+#include "tests/support/scratch.h"
 
 struct FreeCodeset {
   void operator()(nxl_cs* cs) const { nxl_cs_free(cs); }
@@ -23,11 +20,7 @@ using Codeset = std::unique_ptr<nxl_cs, FreeCodeset>;
 class Scratch : public testing::Test {
  protected:
   void SetUp() override {
-    std::string name = (std::filesystem::temp_directory_path() / "codeset-test-XXXXXX").string();
-    ASSERT_NE(nullptr, mkdtemp(name.data()));
-    dir_ = name;
-    previous_ = std::filesystem::current_path();
-    std::filesystem::current_path(dir_);
+    std::filesystem::current_path(directory_.path());
     for (const char* variable : {"NXL_CODESET", "NXLDIR", "BINDIR", "LANG"}) set(variable, "");
     set("LC_ALL", "C");
   }
@@ -35,7 +28,6 @@ class Scratch : public testing::Test {
   void TearDown() override {
     nxl_uninit();
     std::filesystem::current_path(previous_);
-    std::filesystem::remove_all(dir_);
     for (const auto& [variable, value] : saved_) {
       value ? setenv(variable.c_str(), value->c_str(), 1) : unsetenv(variable.c_str());
     }
@@ -47,17 +39,11 @@ class Scratch : public testing::Test {
     setenv(variable, value.c_str(), 1);
   }
 
-  /// Writes a file below the scratch directory, with the directories on its way.
-  void write(const std::filesystem::path& file, const std::string& text) {
-    if (file.has_parent_path()) std::filesystem::create_directories(file.parent_path());
-    std::ofstream(file, std::ios::binary) << text;
-  }
-
-  const std::string& dir() const { return dir_; }
+  std::string dir() const { return directory_.path(); }
 
  private:
-  std::string dir_;
-  std::filesystem::path previous_;
+  const quillon::ScratchDirectory directory_;
+  const std::filesystem::path previous_ = std::filesystem::current_path();
   std::map<std::string, std::optional<std::string>> saved_;
 };
 

@@ -1,12 +1,8 @@
 #include "tests/logfile/model.h"
 
-#include <unistd.h>
-
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "src/adapters/logfile/common/FormatComponent.h"
@@ -80,30 +76,6 @@ std::string bound(FormatSpec& format, const std::string& message, bool eventLog)
   SysLogMsg msg(message.c_str());
   if (eventLog) msg.setEventFromEventLog();
   return values(format, format.bindConverted(msg));
-}
-
-std::string written(const std::function<void(std::FILE*)>& write) {
-  char* text = nullptr;
-  std::size_t size = 0;
-  std::FILE* const stream = open_memstream(&text, &size);
-  write(stream);
-  std::fclose(stream);
-  std::string result(text, size);
-  std::free(text);
-  return result;
-}
-
-ScratchFile::ScratchFile(const std::string& text) : path_(testing::TempDir() + "quillon-unit-XXXXXX") {
-  close(mkstemp(path_.data()));
-  std::ofstream(path_, std::ios::binary) << text;
-}
-
-ScratchFile::~ScratchFile() { std::filesystem::remove(path_); }
-
-std::string ScratchFile::text() const {
-  std::ostringstream text;
-  text << std::ifstream(path_, std::ios::binary).rdbuf();
-  return text.str();
 }
 
 void expectFromChild(const std::string& expected, const std::function<std::string()>& work) {

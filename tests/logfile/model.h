@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "tests/support/scratch.h"
+
 class FormatSpec;
 class LogDriver;
 class MapSpec;
@@ -20,8 +22,7 @@ namespace quillon {
 class CapturedReports {
  public:
   CapturedReports();
-  CapturedReports(const CapturedReports&) = delete;
-  CapturedReports& operator=(const CapturedReports&) = delete;
+  CapturedReports& operator=(CapturedReports&&) = delete;
   ~CapturedReports();
 
   /// The reports so far, which are forgotten: one a line, those through `cefcn` behind their flags, level and site
@@ -45,21 +46,16 @@ std::string values(const FormatSpec& format, bool bound);
 /// What values() says of `format` after it has tried to bind `message`.
 std::string bound(FormatSpec& format, const std::string& message, bool eventLog = false);
 
-/// The text that `write` gives to a stream.
-std::string written(const std::function<void(std::FILE*)>& write);
-
 /// A file with this text for the life of the object.
 class ScratchFile {
  public:
-  explicit ScratchFile(const std::string& text = "");
-  ScratchFile(const ScratchFile&) = delete;
-  ScratchFile& operator=(const ScratchFile&) = delete;
-  ~ScratchFile();
+  explicit ScratchFile(const std::string& text = "") : path_(directory_.path() / "file") { writeFile(path_, text); }
   const char* path() const { return path_.c_str(); }
-  std::string text() const;
+  std::string text() const { return readFile(path_); }
 
  private:
-  std::string path_;
+  const ScratchDirectory directory_;
+  const std::string path_;
 };
 
 /// Runs `work` in a child process, because it changes what lasts as long as the process, and compares what it returns.

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <string>
 #include <thread>
+#include <tuple>
 
 namespace quillon {
 namespace {
@@ -16,19 +17,16 @@ namespace {
 /// The other end of a pipe that gets `text`, at most `step` bytes at a time.
 class Source {
  public:
-  explicit Source(std::string text, std::size_t step = 1 << 20) {
+  explicit Source(const std::string& text, std::size_t step = 1 << 20) {
     EXPECT_EQ(0, pipe(ends_));
     std::signal(SIGPIPE, SIG_IGN);  // a reader that stops early is a failed write
-    writer_ = std::thread([this, text = std::move(text), step] {
+    writer_ = std::thread([this, text, step] {
       for (std::size_t i = 0; i < text.size(); i += step) {
-        const std::string piece = text.substr(i, step);
-        if (write(ends_[1], piece.data(), piece.size()) != static_cast<ssize_t>(piece.size())) break;
+        if (write(ends_[1], text.data() + i, std::min(step, text.size() - i)) < 0) break;
       }
       close(ends_[1]);
     });
   }
-  Source(const Source&) = delete;
-  Source& operator=(const Source&) = delete;
   ~Source() {
     close(ends_[0]);
     writer_.join();
@@ -57,12 +55,7 @@ std::string read(const std::string& text, char delimiter, std::size_t longest, s
 }
 
 TEST(MessageReader, TakesAStreamApart) {
-  struct Case {
-    std::string text;
-    char delimiter;
-    const char* expected;
-  };
-  const Case cases[] = {
+  const std::tuple<std::string, char, const char*> cases[] = {
       {"", '\n', "0"},
       {"\n", '\n', "|1"},
       {"a\nbc\n", '\n', "a|bc|5"},
@@ -73,19 +66,9 @@ TEST(MessageReader, TakesAStreamApart) {
       {"abcdefghij\nabcdefghijk", '\n', "abcde+fghij|abcde+fghij+k|22"},
       {"abcdef", '\n', "abcde+f|6"},
   };
-  for (const Case& c : cases) {
-    for (std::size_t step : {1, 2, 100}) EXPECT_EQ(c.expected, read(c.text, c.delimiter, 5, step)) << c.text;
+  for (const auto& [text, delimiter, expected] : cases) {
+    for (std::size_t step : {1, 2, 100}) EXPECT_EQ(expected, read(text, delimiter, 5, step)) << text;
   }
-}
-
-/// "x*300000" for three hundred thousand of them.
-std::string shortened(std::string_view text) {
-  std::string result;
-  for (std::size_t i = 0, end; i < text.size(); i = end) {
-    end = std::min(text.find_first_not_of(text[i], i), text.size());
-    result += (text[i] == '\0' ? '0' : text[i]) + ("*" + std::to_string(end - i)) + " ";
-  }
-  return result;
 }
 
 TEST(MessageReader, KeepsLongMessagesWhole) {
@@ -94,12 +77,12 @@ TEST(MessageReader, KeepsLongMessagesWhole) {
   const Source source(x + "\ny" + nuls + "z\n" + x + nuls + x);
   MessageReader reader(source.descriptor(), '\n', 400'000);
   ASSERT_TRUE(reader.next());
-  EXPECT_EQ("x*300000 ", shortened(reader.text()));
+  EXPECT_TRUE(x == reader.text());
   ASSERT_TRUE(reader.next());
   EXPECT_STREQ("y", reader.text().data());  // though its line is longer than a message may be
   EXPECT_FALSE(reader.isPiece());
   ASSERT_TRUE(reader.next());
-  EXPECT_EQ("x*300000 ", shortened(reader.text().data()));
+  EXPECT_TRUE(x == reader.text().data());
   EXPECT_FALSE(reader.isPiece());
   EXPECT_FALSE(reader.next());
   EXPECT_EQ(2'900'004U, reader.bytes());
