@@ -251,6 +251,7 @@ void qlStrobj::adopt(srep* fresh, int length) {
 
 /// Gives this string the text in a private buffer, which may be the one it has. `text` may lie in the present text.
 void qlStrobj::assign(std::string_view text) {
+  if (text.empty()) text = "";  // an empty view may have no text at all
   const int length = checkedLength(text.size());
   const int size = growth(length);
   if (isPrivate() && rep->room == size) {

@@ -15,8 +15,9 @@
 namespace quillon {
 
 void prepareProcess() {
+  // In the wrong direction, so that using them still fails.
   for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(descriptor, F_GETFD) == -1) open("/dev/null", O_RDONLY);
+    if (fcntl(descriptor, F_GETFD) == -1) open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
   }
   std::signal(SIGPIPE, SIG_IGN);
   exitWhenMemoryIsExhausted();
