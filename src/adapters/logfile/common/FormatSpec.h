@@ -9,6 +9,10 @@
 #include "foundation/strobj.h"
 #include "src/adapters/logfile/common/MapSpec.h"
 
+namespace quillon {
+class Binding;
+}
+
 class ConstComponent;
 class FormatComponent;
 class LogDriver;
@@ -84,7 +88,7 @@ class FormatSpec : public MapSpec {
   virtual void genFmt(FILE* stream, LogDriver* driver, int index);
 
  private:
-  friend class Binding;
+  friend class quillon::Binding;
 
   int keepValues(bool bound);
 

@@ -47,6 +47,8 @@ const ConstComponent* nextBound(qlList<ConstComponent*>::Iterator& bounds) {
 
 }  // namespace
 
+namespace quillon {
+
 /// One message against one format. Goes through the components; when one fails, goes back to a field that can still
 /// end later and goes on from there.
 class Binding {
@@ -136,6 +138,8 @@ class Binding {
   qlStrobj ignored_;  ///< What constants are given for a value.
 };
 
+}  // namespace quillon
+
 int FormatSpec::bind(SysLogMsg& msg) {
   std::vector<Attempt>& attempts = attemptsFor(numVars);
   for (int i = 0; i < numVars; ++i) attempts[static_cast<std::size_t>(i)].value.clear();
@@ -156,7 +160,7 @@ int FormatSpec::bind_UTF8(SysLogMsg& msg, int fromEventLog) {
   return bindConverted(converted);
 }
 
-int FormatSpec::bindConverted(SysLogMsg& msg) { return keepValues(Binding(*this, msg).run()); }
+int FormatSpec::bindConverted(SysLogMsg& msg) { return keepValues(quillon::Binding(*this, msg).run()); }
 
 SysLogMsg FormatSpec::toUtf8(const char* text, int fromEventLog) {
   const quillon::ConvertedText converted(nxl_to_utf8, quillon::platformCodeset(), text ? text : "");

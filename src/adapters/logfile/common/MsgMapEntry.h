@@ -5,6 +5,10 @@
 #include "foundation/pool.h"
 #include "foundation/strobj.h"
 
+namespace quillon {
+class PrintExpression;
+}
+
 class MapSpec;
 
 /// The kinds of map entries.
@@ -127,7 +131,7 @@ class PrintMapEntry : public MsgMapEntry {
   void dbgdump() override;
 
  private:
-  friend class PrintExpression;
+  friend class quillon::PrintExpression;
 
   /// The format text with its quotes; empty before the first addRule().
   const qlStrobj& format() const;

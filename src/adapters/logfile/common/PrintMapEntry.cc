@@ -7,6 +7,8 @@
 #include "src/adapters/logfile/common/MsgMapEntry.h"
 #include "src/adapters/logfile/common/shared_text.h"
 
+namespace quillon {
+
 /// Writes the expression of one PRINTF and of those that it refers to. Keeps its own stack: how deep entries refer to
 /// each other is up to the format file.
 class PrintExpression {
@@ -103,6 +105,8 @@ class PrintExpression {
   qlStrobj text_;
 };
 
+}  // namespace quillon
+
 PrintMapEntry::PrintMapEntry(const MapSpec* map, const PrintMapEntry& e) : MsgMapEntry(map, e) {
   for (const qlStrobj* part : e.args) args(new qlStrobj(*part));
 }
@@ -111,7 +115,7 @@ PrintMapEntry::~PrintMapEntry() {
   for (const qlStrobj* part : args) delete part;
 }
 
-qlStrobj PrintMapEntry::cdsMap(MapSpec* spec) { return PrintExpression(spec).of(this); }
+qlStrobj PrintMapEntry::cdsMap(MapSpec* spec) { return quillon::PrintExpression(spec).of(this); }
 
 qlStrobj PrintMapEntry::fmtMap(MapSpec* spec) {
   qlStrobj line = lineStart();

@@ -7,6 +7,8 @@
 
 #include "src/adapters/logfile/common/LogDriver.h"
 
+namespace quillon {
+
 /// Follows the files of a log source.
 class LogPoller {
  public:
@@ -15,6 +17,8 @@ class LogPoller {
   LogPoller& operator=(const LogPoller&) = delete;
   virtual ~LogPoller() = default;
 };
+
+}  // namespace quillon
 
 /// The driver of a log source. Made from a format file alone it is the compiler.
 class SysLogDriver : public LogDriver {
@@ -34,7 +38,7 @@ class SysLogDriver : public LogDriver {
 
   // The state of a live source; a compiler has none.
   LineBuffer lines[2];
-  std::unique_ptr<LogPoller> poller;
+  std::unique_ptr<quillon::LogPoller> poller;
   [[maybe_unused]] int polls = 0;
   int sources[4] = {-1, -1, -1, -1};  ///< Descriptors, -1 when not open.
   int lock = -1;                      ///< Descriptor, -1 when not open.
