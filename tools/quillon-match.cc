@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/App.hpp>
@@ -82,6 +83,14 @@ class Log {
   const int descriptor_;
 };
 
+/// True when both are open on one regular file: reading what this program writes would never end.
+bool areOneFile(int descriptor, int other) {
+  struct stat a {};
+  struct stat b {};
+  return fstat(descriptor, &a) == 0 && fstat(other, &b) == 0 && S_ISREG(a.st_mode) && a.st_dev == b.st_dev &&
+         a.st_ino == b.st_ino;
+}
+
 /// Binds the messages of all logs and writes what comes of them.
 class Matching {
  public:
@@ -132,6 +141,11 @@ class Matching {
   void read(const std::string& name) {
     const Log log(name);
     if (log.descriptor() < 0) return fail("open", name, errno);
+    if (isWritten(log.descriptor())) {
+      std::fprintf(stderr, "%s: %s is written to, so it cannot be read: name another output\n", kProgram, name.c_str());
+      status_ = EXIT_FAILURE;
+      return;
+    }
     quillon::MessageReader messages(log.descriptor(), options_.nulEnded ? '\0' : '\n');
     {
       quillon::Progress progress(log.descriptor());
@@ -146,6 +160,11 @@ class Matching {
     }
     statistics_.addBytes(messages.bytes());
     if (messages.error() != 0) fail("read", name == "-" ? "standard input" : name, messages.error());
+  }
+
+  bool isWritten(int log) const {
+    std::FILE* const unmatched = driver_.getUnmatched();
+    return areOneFile(log, STDOUT_FILENO) || (unmatched && areOneFile(log, fileno(unmatched)));
   }
 
   void bind(const char* message) {
