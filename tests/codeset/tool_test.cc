@@ -48,6 +48,9 @@ TEST_F(Tool, Speaks) {
       {"build -o no/dir/X X KOI8-R", "1: quillon-codeset: cannot write no/dir/X: No such file or directory\n"},
       {"build MINE KOI8-R && ls && NXLDIR= " CODESET_TOOL " list",
        "0: MINE\ncut\nmojibake\nsjis-cut\nMINE         single-byte   MINE\n"},
+      {"--version >version; mkfifo p; timeout 9 cat p >copy & sleep 0.1; " CODESET_TOOL
+       " build -o p MINE KOI8-R; wait; cmp copy MINE; test -p p",
+       "0: "},  // what is no file is written into, not replaced
       {"show 939 | grep -A1 '^0E 44 81'", "0: 0E 44 81 0F  = U+3042\n0E 44 82 0F  = U+3044\n"},
   };
   for (const Case& c : cases) EXPECT_EQ(c.expected, run(c.arguments)) << c.arguments;
