@@ -106,7 +106,7 @@ inline unsigned notAscii(const char16_t* in) {
 
 /// Copies units below 0x80, as long as there are many.
 template <class In, class Out>
-void copyLongRun(const In*& in, const In* in_end, Out*& out, const Out* out_end) {
+[[gnu::always_inline]] inline void copyLongRun(const In*& in, const In* in_end, Out*& out, const Out* out_end) {
   constexpr std::ptrdiff_t kLong = 4 * kRun;
   while (in_end - in >= kLong && out_end - out >= kLong) {
     if (notAscii(in) | notAscii(in + kRun) | notAscii(in + 2 * kRun) | notAscii(in + 3 * kRun)) break;
@@ -227,8 +227,7 @@ void convertSteps(Source& source, Target& target, const In*& src, const In* in_e
       }
     }
     convertStep(source, target, in, out);
-    if (runs && *in < 0x80) continue;
-    for (int i = 0; i < kDense; ++i) convertStep(source, target, in, out);
+    for (int i = 0; i < kDense && !(runs && *in < 0x80); ++i) convertStep(source, target, in, out);
   }
   src = in;
   dst = out;
@@ -290,6 +289,13 @@ inline void storeLittleEndian(std::uint32_t value, unsigned char* p) {
   std::memcpy(p, &value, sizeof value);
 }
 
+/// The four bytes at `p` as a number, the first the highest.
+inline std::uint32_t loadBigEndian(const unsigned char* p) {
+  std::uint32_t value;
+  std::memcpy(&value, p, sizeof value);
+  return std::endian::native == std::endian::little ? __builtin_bswap32(value) : value;
+}
+
 /// The bytes of a form, and up to four in all.
 inline int storeForm(std::uint32_t form, unsigned char* p) {
   storeLittleEndian(form, p);
@@ -332,34 +338,21 @@ class Utf8Source {
     return nextWithCare(p, end);
   }
 
-  /// The character of up to three bytes at `p`, where three can be read; a surrogate may come of it. All lengths take
-  /// the same path.
+  /// The character of up to three bytes at `p`, where four can be read; a surrogate may come of it.
   Quick quick(const unsigned char* p) const {
-    const Shape& shape = kShapes[p[0] >> 4];
-    const std::uint32_t bytes = static_cast<std::uint32_t>(p[0]) << 16 | static_cast<std::uint32_t>(p[1]) << 8 | p[2];
-    const std::uint32_t raw = (bytes >> 4 & 0xFF000) | (bytes >> 2 & 0xFC0) | (bytes & 0x3F);
-    const char32_t c = (raw & shape.payload) >> shape.shift;
-    const int length = 1 + (p[0] >= 0xC0) + (p[0] >= 0xE0);  // sooner known than out of the table
-    return {c, length, (bytes & shape.fixed) == shape.expected && c >= shape.least};
+    const std::uint32_t bytes = loadBigEndian(p);
+    if ((bytes & 0xE0C00000) == 0xC0800000) {
+      const char32_t c = (bytes >> 18 & 0x7C0) | (bytes >> 16 & 0x3F);
+      return {c, 2, c >= 0x80};
+    }
+    if ((bytes & 0xF0C0C000) == 0xE0808000) {
+      const char32_t c = (bytes >> 12 & 0xF000) | (bytes >> 10 & 0xFC0) | (bytes >> 8 & 0x3F);
+      return {c, 3, c >= 0x800};
+    }
+    return {bytes >> 24, 1, bytes < 0x80000000};
   }
 
  private:
-  /// What a sequence with a lead byte of these upper four bits must look like.
-  struct Shape {
-    std::uint32_t fixed, expected;  ///< Bits that are given, of the three bytes as a big-endian number.
-    std::uint32_t payload;          ///< Which bits behind the trail bytes' marks make the character, after a shift.
-    char32_t least;                 ///< Below it the form is overlong.
-    int shift;
-  };
-  static constexpr Shape kAsciiShape = {0x800000, 0, 0x7F000, 0, 12};
-  static constexpr Shape kTwoShape = {0xE0C000, 0xC08000, 0x1FFC0, 0x80, 6};
-  static constexpr Shape kThreeShape = {0xF0C0C0, 0xE08080, 0xFFFF, 0x800, 0};
-  static constexpr Shape kOtherShape = {0, 1, 0, 0, 0};
-  static constexpr Shape kShapes[16] = {
-      kAsciiShape, kAsciiShape, kAsciiShape, kAsciiShape, kAsciiShape, kAsciiShape, kAsciiShape, kAsciiShape,
-      kOtherShape, kOtherShape, kOtherShape, kOtherShape, kTwoShape,   kTwoShape,   kThreeShape, kOtherShape,
-  };
-
   static Step nextWithCare(const unsigned char* p, const unsigned char* end) {
     const unsigned lead = p[0];
     const int length = lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 0;
