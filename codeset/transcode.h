@@ -46,12 +46,14 @@ struct Step {
 /// A form is up to three bytes of a character in one word, the first in the lowest place, and in the highest byte how
 /// many they are.
 struct QuickForm {
-  std::uint32_t form;
-  int length;
+  std::uint32_t form;  ///< 0 when next() has to be asked.
+  int length;          ///< Units used.
 };
+
+/// A character found without all the care of next().
 struct Quick {
   char32_t character;
-  int length;
+  int length;  ///< Units used.
   bool valid;  ///< If not, next() has to be asked.
 };
 
