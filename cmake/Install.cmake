@@ -18,7 +18,8 @@ endforeach()
 install(TARGETS ${libraries} EXPORT quillonTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillon)
-install(DIRECTORY foundation codeset DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillon FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY foundation codeset DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillon FILES_MATCHING PATTERN "*.h"
+  PATTERN data EXCLUDE)
 install(DIRECTORY src/adapters/logfile/common DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillon/src/adapters/logfile
   FILES_MATCHING PATTERN "*.h")
 

@@ -43,9 +43,12 @@ class RowSource : public SingleByteSource {
   explicit RowSource(const nxl_cs& cs, NxlKind kind = kLongest == 2 ? kDoubleByteKind : kMultiByteKind)
       : SingleByteSource(cs), rows_(rows(cs)), pair_forms_(formsFor(cs, kind)) {}
 
-  /// The forms are those of the pairs with a first byte from 0x80 on.
-  std::uint32_t pairForm(const unsigned char* p) const {
-    return pair_forms_ ? pair_forms_[(p[0] - 0x80) * 256 + p[1]] : 0;
+  /// An ASCII byte, or a pair with a first byte from 0x80 on: the forms are those of the pairs.
+  QuickForm quickForm(const unsigned char* p) const {
+    if (!pair_forms_) return {0, 0};
+    const bool ascii = p[0] < 0x80;
+    const std::uint32_t pair = pair_forms_[(p[0] & 0x7F) * 256 + p[1]];
+    return {ascii ? utf8Form(p[0] & 0x7F) : pair, ascii ? 1 : 2};
   }
 
   Step next(const unsigned char* p, const unsigned char* end) const {
@@ -106,24 +109,15 @@ class Gb18030Source : public DoubleByteSource {
 template <std::size_t kBytes, int kLongest>
 class PageTarget : public PlainTarget<unsigned char> {
  public:
-  explicit PageTarget(const nxl_cs& cs) : pages_(cs) {}
+  explicit PageTarget(const nxl_cs& cs, NxlKind kind = kLongest == 1   ? kSingleByteKind
+                                                       : kLongest == 2 ? kDoubleByteKind
+                                                                       : kMultiByteKind)
+      : pages_(cs), codes_(codesFor(cs, kind)) {}
 
   int put(char32_t c, unsigned char* p, const unsigned char* end) const { return putCode(codeOf(c), p, end); }
 
-  int putLoose(char32_t c, unsigned char* p) const {
-    const std::uint32_t code = codeOf(c);
-    const int length = lengthOf(code);
-    if constexpr (kLongest == 1) {
-      *p = static_cast<unsigned char>(code);
-    } else if constexpr (kLongest == 2) {
-      const unsigned char bytes[2] = {static_cast<unsigned char>(length == 1 ? code : code >> 8),
-                                      static_cast<unsigned char>(code)};
-      std::memcpy(p, bytes, sizeof bytes);
-    } else {
-      putCode(code, p, p + kLongest);
-    }
-    return length;
-  }
+  std::uint32_t formOf(char32_t c) const { return codeForm(codes_, c); }
+  int putForm(std::uint32_t form, unsigned char* p) const { return storeForm(form, p); }
 
  protected:
   static int putCode(std::uint32_t code, unsigned char* p, const unsigned char* end) {
@@ -147,6 +141,7 @@ class PageTarget : public PlainTarget<unsigned char> {
 
  private:
   Pages<kBytes> pages_;
+  const std::uint32_t* codes_;
 };
 
 using SingleByteTarget = PageTarget<2, 1>;
@@ -155,13 +150,11 @@ using MultiByteTarget = PageTarget<4, 4>;
 
 class Gb18030Target : public MultiByteTarget {
  public:
-  explicit Gb18030Target(const nxl_cs& cs) : MultiByteTarget(cs) {}
+  explicit Gb18030Target(const nxl_cs& cs) : MultiByteTarget(cs, kGb18030Kind) {}
 
   int put(char32_t c, unsigned char* p, const unsigned char* end) const {
     return c < 0x10000 ? MultiByteTarget::put(c, p, end) : putCode(supplementaryCode(c), p, end);
   }
-
-  int putLoose(char32_t c, unsigned char* p) const { return put(c, p, p + 4); }
 
  private:
   static std::uint32_t supplementaryCode(char32_t c) {

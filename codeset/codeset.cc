@@ -1,5 +1,6 @@
 #include "codeset/codeset.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -27,7 +28,7 @@ std::uint32_t* allocateForms(std::size_t count) {
 
 // The UTF-8 of every byte. Null, which only costs time later, when memory is short.
 template <class Source>
-std::uint32_t* makeForms(const nxl_cs& cs) {
+std::uint32_t* makeByteForms(const nxl_cs& cs) {
   std::uint32_t* forms = allocateForms(256);
   const Source source(cs);
   for (unsigned byte = 0; forms && byte < 256; ++byte) {
@@ -51,20 +52,62 @@ std::uint32_t* makePairForms(const nxl_cs& cs) {
   return forms;
 }
 
-std::uint32_t* makeFormsOf(const nxl_cs& cs) {
+// The form of a character's bytes; 0 for none below U+10000 and for four bytes, which fit in no form.
+template <class Target>
+std::uint32_t formIn(const Target& target, char32_t c) {
+  unsigned char bytes[4];
+  const int length = target.put(c, bytes, bytes + 4);
+  if (length > 3 || (c >= 0xD800 && c < 0xE000)) return 0;
+  std::uint32_t form = static_cast<std::uint32_t>(length) << 24;
+  for (int i = 0; i < length; ++i) form |= static_cast<std::uint32_t>(bytes[i]) << 8 * i;
+  return form;
+}
+
+// The forms of all characters of UCS-2: first where the page for each high byte begins, then the pages. A page like the
+// one before is not kept twice, so that a small codeset takes a few kilobytes.
+template <class Target>
+std::uint32_t* makeCodes(const nxl_cs& cs) {
+  constexpr std::size_t kPage = 256;
+  std::uint32_t* codes = allocateForms(kPage + 256 * kPage);
+  if (!codes) return nullptr;
+  const Target target(cs);
+  std::size_t used = kPage;
+  for (char32_t high = 0; high < 256; ++high) {
+    std::uint32_t* page = codes + used;
+    for (char32_t low = 0; low < kPage; ++low) page[low] = formIn(target, high << 8 | low);
+    const bool repeated = high > 0 && std::memcmp(page, page - kPage, kPage * sizeof *page) == 0;
+    if (!repeated) used += kPage;
+    codes[high] = static_cast<std::uint32_t>(used - kPage);
+  }
+  void* smaller = std::realloc(codes, used * sizeof *codes);
+  return smaller ? static_cast<std::uint32_t*>(smaller) : codes;
+}
+
+void makeForms(nxl_cs& cs) {
+  cs.forms_kind = cs.kind;
   switch (cs.kind) {
     case kSingleByteKind:
-      return makeForms<quillon::SingleByteSource>(cs);
+      cs.forms = makeByteForms<quillon::SingleByteSource>(cs);
+      cs.codes = makeCodes<quillon::SingleByteTarget>(cs);
+      break;
     case kEbcdicKind:
-      return makeForms<quillon::EbcdicSource>(cs);
+      cs.forms = makeByteForms<quillon::EbcdicSource>(cs);
+      cs.codes = makeCodes<quillon::EbcdicTarget>(cs);
+      break;
     case kDoubleByteKind:
-      return makePairForms<quillon::DoubleByteSource>(cs);
+      cs.forms = makePairForms<quillon::DoubleByteSource>(cs);
+      cs.codes = makeCodes<quillon::DoubleByteTarget>(cs);
+      break;
     case kGb18030Kind:
-      return makePairForms<quillon::Gb18030Source>(cs);
+      cs.forms = makePairForms<quillon::Gb18030Source>(cs);
+      cs.codes = makeCodes<quillon::Gb18030Target>(cs);
+      break;
     case kMultiByteKind:
-      return makePairForms<quillon::MultiByteSource>(cs);
+      cs.forms = makePairForms<quillon::MultiByteSource>(cs);
+      cs.codes = makeCodes<quillon::MultiByteTarget>(cs);
+      break;
     default:
-      return nullptr;
+      break;
   }
 }
 
@@ -77,8 +120,7 @@ void takeTable(nxl_cs& cs, unsigned char* table, std::uint32_t size) {
   cs.param_a = word(table, quillon::kParamAOffset);
   cs.param_b = word(table, quillon::kParamBOffset);
   std::memcpy(cs.header_bytes, table + quillon::kHeaderBytesOffset, sizeof cs.header_bytes);
-  cs.forms = makeFormsOf(cs);
-  cs.forms_kind = cs.kind;
+  makeForms(cs);
 }
 
 }  // namespace
@@ -93,6 +135,15 @@ nxl_cs* codesetOf(unsigned char* table, std::uint32_t size) {
     std::free(table);
   }
   return cs;
+}
+
+const std::uint32_t* codesFor(const nxl_cs& cs, NxlKind kind) {
+  static const std::array<std::uint32_t, 512> nothing = [] {
+    std::array<std::uint32_t, 512> codes{};
+    std::fill_n(codes.begin(), 256, 256u);
+    return codes;
+  }();
+  return cs.codes && cs.forms_kind == kind ? cs.codes : nothing.data();
 }
 
 Column::Column(const nxl_cs& cs, std::size_t offset) {
@@ -132,6 +183,7 @@ int nxl_cs_free(nxl_cs* cs) {
   registry.forget(cs);
   std::free(cs->table);
   std::free(cs->forms);
+  std::free(cs->codes);
   delete cs;
   return 0;
 }

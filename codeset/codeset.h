@@ -39,8 +39,9 @@ struct nxl_cs {
   std::uint8_t state0 = 0;              ///< Zero.
   std::uint8_t state1 = 0;              ///< Shift state of mixed EBCDIC: 0 single-byte, 1 double-byte.
   std::uint32_t table_size = 0;         ///< Bytes at `table`.
-  std::uint16_t forms_kind = 0;         ///< The kind that `forms` is for: only its own converters use it.
+  std::uint16_t forms_kind = 0;         ///< The kind that what follows is for: only its own converters use it.
   std::uint32_t* forms = nullptr;       ///< UTF-8 of bytes or pairs, made from the table for speed; may be null.
+  std::uint32_t* codes = nullptr;       ///< Bytes of UCS-2 characters, likewise.
 };
 
 /// Chooses the default codeset (`NXL_CODESET`, else that of the locale, else the table "DEFAULT") and the codeset of

@@ -43,13 +43,13 @@ const Family& familyOf(const nxl_cs& cs) {
 template <class Src, class Dst>
 using Converter = int(nxl_cs*, const Src**, const Src*, Dst**, Dst*);
 
-// The converter contract, with counts in place of ends.
+// The converter contract, with counts in place of ends; a count below 0 is 0.
 template <class Src, class Dst>
 int convertPiece(nxl_cs& cs, Converter<Src, Dst>* Family::*direction, const Src** src, int* src_left, Dst** dst,
                  int* dst_left) {
   Converter<Src, Dst>* const converter = familyOf(cs).*direction;
-  const Src* const src_end = src && *src ? *src + *src_left : nullptr;
-  Dst* const dst_end = dst && *dst ? *dst + *dst_left : nullptr;
+  const Src* const src_end = src && *src ? *src + std::max(*src_left, 0) : nullptr;
+  Dst* const dst_end = dst && *dst ? *dst + std::max(*dst_left, 0) : nullptr;
   const int code = converter(&cs, src, src_end, dst, dst_end);
   if (src_end) *src_left = static_cast<int>(src_end - *src);
   if (dst_end) *dst_left = static_cast<int>(dst_end - *dst);

@@ -62,7 +62,8 @@ class EbcdicTarget : public PlainTarget<unsigned char> {
  public:
   static constexpr bool kAscii = false;
 
-  explicit EbcdicTarget(const nxl_cs& cs) : internal_(cs.kind == kInternal37Kind), pages_(cs) {}
+  explicit EbcdicTarget(const nxl_cs& cs)
+      : internal_(cs.kind == kInternal37Kind), pages_(cs), codes_(codesFor(cs, kEbcdicKind)) {}
 
   int put(char32_t c, unsigned char* p, const unsigned char* end) const {
     if (p == end) return 0;
@@ -71,9 +72,14 @@ class EbcdicTarget : public PlainTarget<unsigned char> {
     return 1;
   }
 
+  std::uint32_t formOf(char32_t c) const { return codeForm(codes_, c); }
+  int putForm(std::uint32_t form, unsigned char* p) const { return storeForm(form, p); }
+  const std::uint32_t* asciiForms() const { return codes_[codes_[0]] ? codes_ + codes_[0] : nullptr; }
+
  private:
   bool internal_;
   Pages<2> pages_;
+  const std::uint32_t* codes_;
 };
 
 /// Mixed EBCDIC: single-byte text, and double-byte text between shift-out and shift-in. The codeset keeps the state. A

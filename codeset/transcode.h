@@ -1,6 +1,10 @@
 #ifndef QUILLON_CODESET_TRANSCODE_H_
 #define QUILLON_CODESET_TRANSCODE_H_
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -18,13 +22,15 @@
 ///   kFixed                   whether every unit is a character by itself;
 ///   Step next(p, end)        the character at p, where p < end;
 ///   forms()                  optional: the utf8Form() of every unit, or null;
-///   pairForm(p)              optional: the utf8Form() of the two units at p, 0 when next() has to be asked.
+///   QuickForm quickForm(p)   optional: the utf8Form() of the character at p;
+///   Quick quick(p)           optional: the character at p, for a target with formOf().
 /// A target has
 ///   Unit, kAscii             likewise;
 ///   int put(c, p, end)       writes a character and returns its units; 0, and nothing written, when it does not fit;
-///   int putForm(form, p)     optional: writes a word of utf8Form(), as loosely as putLoose();
-///   int putLoose(c, p)       optional: the same where kTargetMargin units are free, and it may scribble over the
-///                            kScribble units behind the character;
+///   int putLoose(c, p)       optional: the same where four units are free, and it may scribble over all of them;
+///   int putForm(form, p)     optional: writes the bytes of a form, likewise;
+///   formOf(c)                optional: the form of a character's bytes, 0 when put() has to be asked;
+///   asciiForms()             where not kAscii, optional: the forms, of one byte, of the ASCII characters, or null.
 ///   void finish(p, end)      writes what a complete text still needs, and advances p.
 namespace quillon {
 
@@ -37,12 +43,28 @@ struct Step {
   int length;  ///< Units used, 0 when the source ends within the character.
 };
 
-/// Far from the ends of both texts nothing has to be checked, and a target may write more than it means to: what
-/// follows in the source covers it, unless that is nothing but shifts. The tail of a text is converted with care.
-inline constexpr std::ptrdiff_t kSourceMargin = 16;
-inline constexpr std::ptrdiff_t kTargetMargin = 32;
-inline constexpr std::ptrdiff_t kScribble = 3;
+/// A form is up to three bytes of a character in one word, the first in the lowest place, and in the highest byte how
+/// many they are.
+struct QuickForm {
+  std::uint32_t form;  ///< 0 when next() has to be asked.
+  int length;          ///< Units used.
+};
+
+/// A character found without all the care of next().
+struct Quick {
+  char32_t character;
+  int length;  ///< Units used.
+  bool valid;  ///< If not, next() has to be asked.
+};
+
+/// Far from the ends of both texts nothing has to be checked, and more may be written than is meant: 64 units of source
+/// make 16 of target at least, which cover it, unless they are nothing but shifts. The tail of a text is converted with
+/// care.
+inline constexpr std::ptrdiff_t kMargin = 64;
+inline constexpr std::ptrdiff_t kRun = 16;       ///< Units of ASCII that are copied at a time, needed or not.
+inline constexpr int kDense = 8;                 ///< Characters at a stretch where few are ASCII.
 inline constexpr std::ptrdiff_t kMostUnits = 4;  ///< That a step uses, and that a character takes.
+static_assert(kRun + (1 + kDense) * kMostUnits <= kMargin);
 
 inline constexpr Step kIncomplete = {kNoCharacter, 0};
 
@@ -59,48 +81,51 @@ void copyUnits(const In* in, Out* out) {
   std::memcpy(out, to, sizeof to);
 }
 
-/// How many of the kUnits units at `in` are ASCII before the first that is not. kUnits is a multiple of eight bytes.
-template <std::size_t kUnits, class In>
-std::size_t countAscii(const In* in) {
-  constexpr std::uint64_t kHighBits = sizeof(In) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;
-  constexpr std::size_t kWords = kUnits * sizeof(In) / 8;
-  std::uint64_t words[kWords];
-  std::memcpy(words, in, sizeof words);
-  std::uint64_t high = 0;
-  for (const std::uint64_t word : words) high |= word;
-  if ((high & kHighBits) == 0) return kUnits;
-  for (std::size_t i = 0; i < kWords; ++i) {
-    high = words[i] & kHighBits;
-    if (high == 0) continue;
-    const int zeros = std::endian::native == std::endian::little ? std::countr_zero(high) : std::countl_zero(high);
-    return (i * 8 + static_cast<std::size_t>(zeros) / 8) / sizeof(In);
+/// Bit i is set when unit i of the kRun units at `in` is not ASCII.
+inline unsigned notAscii(const unsigned char* in) {
+#ifdef __SSE2__
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in))));
+#else
+  unsigned bits = 0;
+  for (std::ptrdiff_t i = 0; i < kRun; ++i) bits |= static_cast<unsigned>(in[i] >> 7) << i;
+  return bits;
+#endif
+}
+
+inline unsigned notAscii(const char16_t* in) {
+  unsigned bits = 0;
+#ifdef __SSE2__
+  const auto* p = reinterpret_cast<const __m128i*>(in);
+  const __m128i low = _mm_set1_epi16(0x7F);
+  const __m128i first = _mm_cmpeq_epi16(_mm_subs_epu16(_mm_loadu_si128(p), low), _mm_setzero_si128());
+  const __m128i second = _mm_cmpeq_epi16(_mm_subs_epu16(_mm_loadu_si128(p + 1), low), _mm_setzero_si128());
+  bits = 0xFFFF ^ static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(first, second)));
+#else
+  for (std::ptrdiff_t i = 0; i < kRun; ++i) bits |= static_cast<unsigned>(in[i] > 0x7F) << i;
+#endif
+  return bits;
+}
+
+/// Copies units below 0x80, as long as there are many.
+template <class In, class Out>
+[[gnu::always_inline]] inline void copyLongRun(const In*& in, const In* in_end, Out*& out, const Out* out_end) {
+  constexpr std::ptrdiff_t kLong = 4 * kRun;
+  while (in_end - in >= kLong && out_end - out >= kLong) {
+    if (notAscii(in) | notAscii(in + kRun) | notAscii(in + 2 * kRun) | notAscii(in + 3 * kRun)) break;
+    copyUnits<kLong>(in, out);
+    in += kLong;
+    out += kLong;
   }
-  return 0;
 }
 
 /// Copies units below 0x80 until one of the texts ends or another unit stands there.
 template <class In, class Out>
 void copyAsciiRun(const In*& in, const In* in_end, Out*& out, const Out* out_end) {
-  constexpr std::ptrdiff_t kShort = 8;
-  constexpr std::ptrdiff_t kLong = 32;
-  while (in_end - in >= kShort && out_end - out >= kShort) {
-    const std::size_t n = countAscii<kShort>(in);
-    if (n == kShort) {
-      copyUnits<kShort>(in, out);
-    } else if (n >= 4) {  // two copies that overlap
-      copyUnits<4>(in, out);
-      copyUnits<4>(in + n - 4, out + n - 4);
-    } else {
-      for (std::size_t i = 0; i < n; ++i) out[i] = static_cast<Out>(in[i]);
-    }
-    in += n;
-    out += n;
-    if (n < kShort) return;
-    while (in_end - in >= kLong && out_end - out >= kLong && countAscii<kLong>(in) == kLong) {
-      copyUnits<kLong>(in, out);
-      in += kLong;
-      out += kLong;
-    }
+  copyLongRun(in, in_end, out, out_end);
+  while (in_end - in >= kRun && out_end - out >= kRun && notAscii(in) == 0) {
+    copyUnits<kRun>(in, out);
+    in += kRun;
+    out += kRun;
   }
   while (in != in_end && out != out_end && *in < 0x80) *out++ = static_cast<Out>(*in++);
 }
@@ -108,62 +133,103 @@ void copyAsciiRun(const In*& in, const In* in_end, Out*& out, const Out* out_end
 template <class Target, class Out>
 int putFarFromEnd(Target& target, char32_t c, Out* out) {
   if constexpr (requires { target.putLoose(c, out); }) return target.putLoose(c, out);
-  return target.put(c, out, out + kTargetMargin);
+  return target.put(c, out, out + kMostUnits);
 }
 
-/// Converts blocks of units that each are a character by themselves.
+/// Converts the character of the one unit at `in`.
 template <class Source, class Target, class In, class Out>
-void convertBlocks(const Source& source, Target& target, const In*& in, const In* in_end, Out*& out, Out* out_end) {
-  constexpr std::ptrdiff_t kBlock = 8;
-  while (in_end - in >= kSourceMargin && out_end - out >= kTargetMargin) {
-    if constexpr (Source::kAscii && Target::kAscii) {
-      if (countAscii<kBlock>(in) == kBlock) {
-        copyAsciiRun(in, in_end, out, out_end);
-        continue;
-      }
+void convertUnit(const Source& source, Target& target, const In* in, Out*& out) {
+  if constexpr (requires { target.putForm(source.forms()[0], out); }) {
+    if (source.forms()) {
+      out += target.putForm(source.forms()[*in], out);
+      return;
     }
-    if constexpr (requires { target.putForm(source.forms()[0], out); }) {
-      if (source.forms()) {
-        for (std::ptrdiff_t i = 0; i < kBlock; ++i) out += target.putForm(source.forms()[in[i]], out);
-        in += kBlock;
-        continue;
-      }
-    }
-    for (std::ptrdiff_t i = 0; i < kBlock; ++i) {
-      out += putFarFromEnd(target, source.next(in + i, in + i + 1).character, out);
-    }
-    in += kBlock;
   }
+  out += putFarFromEnd(target, source.next(in, in + 1).character, out);
 }
 
-/// Converts characters of several units, as many at a stretch as must fit.
+/// Converts units that each are a character by themselves.
 template <class Source, class Target, class In, class Out>
-void convertSteps(Source& source, Target& target, const In*& src, const In* in_end, Out*& dst, Out* out_end) {
+void convertUnits(const Source& source, Target& target, const In*& src, const In* in_end, Out*& dst, Out* out_end) {
   const In* in = src;
   Out* out = dst;
-  while (in_end - in >= kSourceMargin && out_end - out >= kTargetMargin) {
-    const std::ptrdiff_t in_steps = (in_end - in - kSourceMargin) / kMostUnits;
-    const std::ptrdiff_t out_steps = (out_end - out - kTargetMargin) / kMostUnits;
-    for (std::ptrdiff_t steps = in_steps < out_steps ? in_steps : out_steps; steps >= 0; --steps) {
-      if constexpr (Source::kAscii && Target::kAscii) {
-        if (*in < 0x80) {
-          if (in[1] < 0x80) break;
-          *out++ = static_cast<Out>(*in++);
-          continue;
-        }
+  while (in_end - in >= kRun && out_end - out >= kMargin) {
+    if constexpr (Source::kAscii && Target::kAscii) {
+      const unsigned others = notAscii(in);
+      if (others == 0) {
+        copyUnits<kRun>(in, out);
+        in += kRun;
+        out += kRun;
+        copyLongRun(in, in_end, out, out_end);
+        continue;
       }
-      if constexpr (requires { target.putForm(source.pairForm(in), out); }) {
-        if (const std::uint32_t form = source.pairForm(in)) {
-          out += target.putForm(form, out);
-          in += 2;
-          continue;
-        }
+      if ((others & others >> 1) == 0) {  // ASCII with single others in between
+        copyUnits<kRun>(in, out);
+        in += std::countr_zero(others);
+        out += std::countr_zero(others);
+        convertUnit(source, target, in++, out);
+        continue;
       }
-      const Step step = source.next(in, in + kSourceMargin);
-      if (step.character != kNoCharacter) out += putFarFromEnd(target, step.character, out);
-      in += step.length;
     }
-    if constexpr (Source::kAscii && Target::kAscii) copyAsciiRun(in, in_end, out, out_end);
+    for (int i = 0; i < kDense; ++i) convertUnit(source, target, in + i, out);
+    in += kDense;
+  }
+  src = in;
+  dst = out;
+}
+
+/// Converts one character of one or several units.
+template <class Source, class Target, class In, class Out>
+[[gnu::always_inline]] inline void convertStep(Source& source, Target& target, const In*& in, Out*& out) {
+  if constexpr (requires { target.putForm(source.quickForm(in).form, out); }) {
+    const QuickForm quick = source.quickForm(in);
+    if (quick.form) [[likely]] {
+      out += target.putForm(quick.form, out);
+      in += quick.length;
+      return;
+    }
+  } else if constexpr (requires { target.formOf(source.quick(in).character); }) {
+    const Quick quick = source.quick(in);
+    if (quick.valid) [[likely]] {
+      if (const std::uint32_t form = target.formOf(quick.character)) [[likely]] {
+        out += target.putForm(form, out);
+        in += quick.length;
+        return;
+      }
+    }
+  }
+  const Step step = source.next(in, in + kMostUnits);
+  if (step.character != kNoCharacter) out += putFarFromEnd(target, step.character, out);
+  in += step.length;
+}
+
+/// Converts characters of several units. Where ASCII is frequent, runs of it are copied; elsewhere a blank is a
+/// character like any other, since the processor would often guess wrongly what comes next.
+template <class Source, class Target, class In, class Out>
+void convertSteps(Source& source, Target& target, const In*& src, const In* in_end, Out*& dst, Out* out_end) {
+  constexpr bool kCopies = Source::kAscii && Target::kAscii;
+  constexpr bool kMaps = Source::kAscii && requires { target.asciiForms(); };
+  bool runs = kCopies;
+  if constexpr (kMaps) runs = target.asciiForms() != nullptr;
+  const In* in = src;
+  Out* out = dst;
+  while (in_end - in >= kMargin && out_end - out >= kMargin) {
+    if (runs) {
+      const int run = std::countr_zero(notAscii(in) | 1u << kRun);
+      if constexpr (kMaps) {
+        for (std::ptrdiff_t i = 0; i < kRun; ++i) out[i] = static_cast<Out>(target.asciiForms()[in[i] & 0x7F]);
+      } else {
+        copyUnits<kRun>(in, out);
+      }
+      in += run;
+      out += run;
+      if (run == kRun) {
+        if constexpr (kCopies) copyLongRun(in, in_end, out, out_end);
+        continue;
+      }
+    }
+    convertStep(source, target, in, out);
+    for (int i = 0; i < kDense && !(runs && *in < 0x80); ++i) convertStep(source, target, in, out);
   }
   src = in;
   dst = out;
@@ -186,7 +252,7 @@ int convert(nxl_cs* cs, const SrcChar** src, const SrcChar* src_end, DstChar** d
   auto* out = reinterpret_cast<Out*>(*dst);
   auto* const out_end = reinterpret_cast<Out*>(dst_end);
   if constexpr (Source::kFixed) {
-    convertBlocks(source, target, in, in_end, out, out_end);
+    convertUnits(source, target, in, in_end, out, out_end);
   } else {
     convertSteps(source, target, in, in_end, out, out_end);
   }
@@ -225,8 +291,20 @@ inline void storeLittleEndian(std::uint32_t value, unsigned char* p) {
   std::memcpy(p, &value, sizeof value);
 }
 
-/// The UTF-8 of a character below U+10000 in one word: up to three bytes, the first in the lowest place, and in the
-/// highest byte how many they are.
+/// The four bytes at `p` as a number, the first the highest.
+inline std::uint32_t loadBigEndian(const unsigned char* p) {
+  std::uint32_t value;
+  std::memcpy(&value, p, sizeof value);
+  return std::endian::native == std::endian::little ? __builtin_bswap32(value) : value;
+}
+
+/// The bytes of a form, and up to four in all.
+inline int storeForm(std::uint32_t form, unsigned char* p) {
+  storeLittleEndian(form, p);
+  return static_cast<int>(form >> 24);
+}
+
+/// The form of the UTF-8 of a character below U+10000.
 constexpr std::uint32_t utf8Form(char32_t c) {
   const std::uint32_t last = 0x80 | (c & 0x3F);
   if (c < 0x80) return 1u << 24 | c;
@@ -255,14 +333,25 @@ class Utf8Source {
   Step next(const unsigned char* p, const unsigned char* end) const {
     const unsigned lead = p[0];
     if (lead < 0x80) return {lead, 1};
-    if (end - p >= 3) {  // the bulk of all text: three bytes, then two
-      const std::uint32_t bytes = lead << 16 | static_cast<std::uint32_t>(p[1]) << 8 | p[2];
-      const char32_t three = (bytes >> 4 & 0xF000) | (bytes >> 2 & 0xFC0) | (bytes & 0x3F);
-      if ((bytes & 0xF0C0C0) == 0xE08080 && three >= 0x800 && three - 0xD800 >= 0x800) return {three, 3};
-      const char32_t two = (bytes >> 10 & 0x7C0) | (bytes >> 8 & 0x3F);
-      if ((bytes & 0xE0C000) == 0xC08000 && two >= 0x80) return {two, 2};
+    if (end - p >= kMostUnits) {
+      const Quick found = quick(p);
+      if (found.valid && (found.character < 0xD800 || found.character > 0xDFFF)) return {found.character, found.length};
     }
     return nextWithCare(p, end);
+  }
+
+  /// The character of up to three bytes at `p`, where four can be read; a surrogate may come of it.
+  Quick quick(const unsigned char* p) const {
+    const std::uint32_t bytes = loadBigEndian(p);
+    if ((bytes & 0xE0C00000) == 0xC0800000) {
+      const char32_t c = (bytes >> 18 & 0x7C0) | (bytes >> 16 & 0x3F);
+      return {c, 2, c >= 0x80};
+    }
+    if ((bytes & 0xF0C0C000) == 0xE0808000) {
+      const char32_t c = (bytes >> 12 & 0xF000) | (bytes >> 10 & 0xFC0) | (bytes >> 8 & 0x3F);
+      return {c, 3, c >= 0x800};
+    }
+    return {bytes >> 24, 1, bytes < 0x80000000};
   }
 
  private:
@@ -334,10 +423,7 @@ class Utf8Target : public PlainTarget<unsigned char> {
     return putForm(utf8Form(c), p);
   }
 
-  int putForm(std::uint32_t form, unsigned char* p) const {
-    storeLittleEndian(form, p);
-    return static_cast<int>(form >> 24);
-  }
+  int putForm(std::uint32_t form, unsigned char* p) const { return storeForm(form, p); }
 
  private:
   static unsigned char trail(char32_t c) { return static_cast<unsigned char>(0x80 | (c & 0x3F)); }

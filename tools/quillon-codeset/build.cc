@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,8 +32,23 @@ bool makeReadable(int fd) {
   return fchmod(fd, 0666 & ~mask) == 0;
 }
 
+// A device, a pipe: what there is to write into, but not to put another file in place of.
+bool isSpecial(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
+int writeInto(const std::string& path, const std::string& bytes) {
+  const int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+  const bool written = fd >= 0 && writeAll(fd, bytes);
+  const int error = errno;
+  if (fd >= 0) close(fd);
+  return written ? 0 : fail("cannot write %s: %s", path.c_str(), std::strerror(error));
+}
+
 // Writes a file that is either there as a whole or not at all.
 int writeFile(const std::string& path, const std::string& bytes) {
+  if (isSpecial(path)) return writeInto(path, bytes);
   std::string temporary = path + ".XXXXXX";
   const int fd = mkstemp(temporary.data());
   if (fd < 0) return fail("cannot write %s: %s", path.c_str(), std::strerror(errno));
