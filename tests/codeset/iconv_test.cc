@@ -15,6 +15,8 @@ struct Shipped {
   std::string table, charset;
 };
 
+void PrintTo(const Shipped& shipped, std::ostream* out) { *out << shipped.table; }
+
 std::vector<Shipped> shipped() {
   std::vector<Shipped> result;
   std::ifstream file(CODESET_CHARSETS);
