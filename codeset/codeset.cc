@@ -42,7 +42,7 @@ std::uint32_t* makeByteForms(const nxl_cs& cs) {
 // character: in a damaged table of GB 18030, say, the beginning of a four-byte code may have a character too.
 template <class Source>
 std::uint32_t* makePairForms(const nxl_cs& cs) {
-  std::uint32_t* forms = allocateForms(128 * 256);
+  std::uint32_t* forms = allocateForms(32768);
   const Source source(cs);
   for (unsigned pair = 0; forms && pair < 128 * 256; ++pair) {
     const unsigned char bytes[] = {static_cast<unsigned char>(0x80 | pair >> 8), static_cast<unsigned char>(pair)};

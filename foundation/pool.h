@@ -34,7 +34,8 @@ class Pool {
       ::operator delete(block);
       return;
     }
-    Chunk* const chunk = reinterpret_cast<Chunk*>(reinterpret_cast<std::uintptr_t>(block) & ~(kChunk - 1));
+    const std::uintptr_t within = reinterpret_cast<std::uintptr_t>(block) & (kChunk - 1);
+    auto* const chunk = reinterpret_cast<Chunk*>(static_cast<char*>(block) - within);
     Chunk*& open = open_[sizeClass(size)];
     if (!chunk->free) {
       chunk->next = open;

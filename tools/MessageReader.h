@@ -38,7 +38,7 @@ class MessageReader {
   int error() const { return error_; }
 
  private:
-  static constexpr std::size_t kLeastRead = 32 * 1024;
+  static constexpr std::size_t kLeastRead = 32768;
 
   bool fill();
   void findNul();

@@ -24,7 +24,7 @@ class OutputBuffer {
   int error() const { return error_; }
 
  private:
-  static constexpr std::size_t kRoom = 64 * 1024;
+  static constexpr std::size_t kRoom = 65536;
 
   void write(std::string_view text);
 

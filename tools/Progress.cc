@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace quillon {
@@ -30,7 +31,7 @@ std::string Progress::text(std::uint64_t done, std::uint64_t total, double secon
   const double share = static_cast<double>(done) / static_cast<double>(total);
   std::string left = "?";
   if (done > 0) {
-    const auto rest = static_cast<long long>(seconds * (1 - share) / share + 0.5);
+    const auto rest = std::llround(seconds * (1 - share) / share);
     char digits[40];
     std::snprintf(digits, sizeof digits, "%lld:%02lld", rest / 60, rest % 60);
     left = digits;

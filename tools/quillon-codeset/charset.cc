@@ -5,7 +5,7 @@
 namespace quillon {
 namespace {
 
-const iconv_t kClosed = reinterpret_cast<iconv_t>(-1);
+const iconv_t kClosed = reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr): iconv_open() says so
 constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
 
 // Converts a whole text from the initial state and back into it; `*error` is 0 or iconv's errno.

@@ -47,7 +47,7 @@ std::string shifted(const std::string& bytes) {
 std::string TableBuilder::build() {
   single_.assign(256, kUnmappable);
   addRow();
-  const std::string problem = chooseKind();
+  std::string problem = chooseKind();
   if (!problem.empty()) return problem;
   longest_ = walk("", 0);
   if (kind_ == kMixedEbcdicKind) askDoubleBytes();
