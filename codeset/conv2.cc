@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "codeset/conv.h"
-#include "codeset/transcode.h"
+#include "codeset/unicode.h"
 
 using quillon::convert;
 

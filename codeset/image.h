@@ -72,17 +72,6 @@ class Column {
   const unsigned char* base_;
 };
 
-/// The forms of a codeset for the converters of one kind; null for those of another, whose forms are of another size.
-inline const std::uint32_t* formsFor(const nxl_cs& cs, NxlKind kind) {
-  return cs.forms_kind == kind ? cs.forms : nullptr;
-}
-
-/// Likewise the codes; without any, a table that knows no character.
-const std::uint32_t* codesFor(const nxl_cs& cs, NxlKind kind);
-
-/// The form of a character below U+10000 in the codes: of its page, then of its place there.
-inline std::uint32_t codeForm(const std::uint32_t* codes, char32_t c) { return codes[codes[c >> 8] + (c & 0xFF)]; }
-
 /// The 32-bit word of the header at `offset`; 0 without a table.
 inline std::uint32_t headerWord(const nxl_cs& cs, std::size_t offset) {
   return cs.table_size >= kMinTableBytes ? load32(cs.table + offset) : 0;

@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <cstdlib>
 #include <random>
 
 #include "codeset/conv.h"
+#include "codeset/tables.h"
 #include "tests/codeset/scratch.h"
 
 namespace {
@@ -36,9 +38,8 @@ std::string call(Function function, nxl_cs* cs, const std::string& source, int r
   int dst_left = room;
   const int code = function(&copy, &src, &src_left, &dst, &dst_left);
   EXPECT_EQ(room, dst - target + dst_left);
-  EXPECT_EQ(sizeof target - static_cast<std::size_t>(dst - target),
-            static_cast<std::size_t>(std::count(dst, target + sizeof target, '\xAA')))
-      << "written behind the result";
+  EXPECT_EQ(static_cast<long>(sizeof target) - room, std::count(target + room, std::end(target), '\xAA'))
+      << "written behind the target";
   return std::string(target, dst) + "|" + std::to_string(code) + "|" + std::to_string(src - source.data());
 }
 
@@ -223,6 +224,21 @@ TEST_F(Convert, ResumedAtAnySplitGivesTheSame) {
       checkSplits(nxl_to_ucs2_r, codeset(name), bytes, name);
       checkSplits(nxl_from_ucs2_r, codeset(name), units, name);
     }
+  }
+}
+
+// A table that holds nothing but its header and the bytes of its single entries.
+TEST_F(Convert, ResumedAtAnySplitWithADamagedTable) {
+  std::mt19937 random(5);
+  for (const int kind : {1, 2, 3, 4, 8, 10}) {
+    const std::string image = tableImage(kind, 2400) + randomBytes(random, 600);
+    auto* table = static_cast<unsigned char*>(std::malloc(image.size()));
+    std::copy(image.begin(), image.end(), table);
+    const Codeset cs(quillon::codesetOf(table, static_cast<std::uint32_t>(image.size())));
+    std::string bytes = randomBytes(random, 150);
+    for (std::size_t i = 0; i < bytes.size(); i += 9) bytes[i] = '\0';
+    checkSplits(nxl_to_utf8_r, cs.get(), bytes, image.substr(48, 1));
+    checkSplits(nxl_from_utf8_r, cs.get(), bytes, image.substr(48, 1));
   }
 }
 
