@@ -4,10 +4,12 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quillon)
 
-# quillon::foundation, quillon::codeset and, with all of it, quillon::quillon; here and where it is installed.
-set(libraries quillon_foundation quillon_codeset quillon_lib)
+# quillon::foundation, quillon::codeset and, with all of it, quillon::quillon; quillon::codeset_text beside them, which
+# needs libunistring. Here and where it is installed.
+set(libraries quillon_foundation quillon_codeset quillon_codeset_text quillon_lib)
 set_target_properties(quillon_foundation PROPERTIES EXPORT_NAME foundation)
 set_target_properties(quillon_codeset PROPERTIES EXPORT_NAME codeset)
+set_target_properties(quillon_codeset_text PROPERTIES EXPORT_NAME codeset_text)
 set_target_properties(quillon_lib PROPERTIES EXPORT_NAME quillon)
 foreach(library ${libraries})
   get_target_property(name ${library} EXPORT_NAME)
