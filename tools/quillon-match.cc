@@ -15,17 +15,17 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/output_buffer.h"
+#include "program/Progress.h"
+#include "program/options.h"
+#include "program/program.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig.h"
-#include "tools/JsonWriter.h"
-#include "tools/MessageReader.h"
-#include "tools/OutputBuffer.h"
-#include "tools/Progress.h"
+#include "src/adapters/logfile/event/JsonWriter.h"
+#include "src/adapters/logfile/source/MessageReader.h"
 #include "tools/Statistics.h"
-#include "tools/options.h"
-#include "tools/program.h"
 
 namespace {
 

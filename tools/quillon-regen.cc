@@ -5,12 +5,12 @@
 #include <cstdlib>
 #include <string>
 
+#include "program/options.h"
+#include "program/program.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig.h"
-#include "tools/options.h"
-#include "tools/program.h"
 
 namespace {
 

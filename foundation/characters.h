@@ -1,5 +1,5 @@
-#ifndef QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_CHARACTERS_H_
-#define QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_CHARACTERS_H_
+#ifndef QUILLON_FOUNDATION_CHARACTERS_H_
+#define QUILLON_FOUNDATION_CHARACTERS_H_
 
 namespace quillon {
 
@@ -22,4 +22,4 @@ constexpr int leadingNumber(const char* text) {
 
 }  // namespace quillon
 
-#endif  // QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_CHARACTERS_H_
+#endif  // QUILLON_FOUNDATION_CHARACTERS_H_

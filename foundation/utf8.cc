@@ -1,4 +1,4 @@
-#include "tools/utf8_repair.h"
+#include "foundation/utf8.h"
 
 #include <cstddef>
 #include <cstdint>

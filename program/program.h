@@ -1,5 +1,5 @@
-#ifndef QUILLON_TOOLS_PROGRAM_H_
-#define QUILLON_TOOLS_PROGRAM_H_
+#ifndef QUILLON_PROGRAM_PROGRAM_H_
+#define QUILLON_PROGRAM_PROGRAM_H_
 
 namespace quillon {
 
@@ -16,4 +16,4 @@ int outputFailed(const char* program);
 
 }  // namespace quillon
 
-#endif  // QUILLON_TOOLS_PROGRAM_H_
+#endif  // QUILLON_PROGRAM_PROGRAM_H_

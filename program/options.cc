@@ -1,4 +1,4 @@
-#include "tools/options.h"
+#include "program/options.h"
 
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
@@ -6,7 +6,7 @@
 #include <iostream>
 #include <string>
 
-#include "tools/program.h"
+#include "program/program.h"
 
 namespace quillon {
 

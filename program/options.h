@@ -1,5 +1,5 @@
-#ifndef QUILLON_TOOLS_OPTIONS_H_
-#define QUILLON_TOOLS_OPTIONS_H_
+#ifndef QUILLON_PROGRAM_OPTIONS_H_
+#define QUILLON_PROGRAM_OPTIONS_H_
 
 #include <CLI/App.hpp>
 #include <optional>
@@ -16,4 +16,4 @@ std::optional<int> parseOptions(CLI::App& app, int argc, const char* const* argv
 
 }  // namespace quillon
 
-#endif  // QUILLON_TOOLS_OPTIONS_H_
+#endif  // QUILLON_PROGRAM_OPTIONS_H_

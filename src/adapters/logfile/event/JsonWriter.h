@@ -1,12 +1,12 @@
-#ifndef QUILLON_TOOLS_JSONWRITER_H_
-#define QUILLON_TOOLS_JSONWRITER_H_
+#ifndef QUILLON_SRC_ADAPTERS_LOGFILE_EVENT_JSONWRITER_H_
+#define QUILLON_SRC_ADAPTERS_LOGFILE_EVENT_JSONWRITER_H_
 
 #include <rapidjson/writer.h>
 
 #include <string>
 #include <string_view>
 
-#include "tools/OutputBuffer.h"
+#include "foundation/output_buffer.h"
 
 class FormatSpec;
 
@@ -39,4 +39,4 @@ class JsonWriter {
 
 }  // namespace quillon
 
-#endif  // QUILLON_TOOLS_JSONWRITER_H_
+#endif  // QUILLON_SRC_ADAPTERS_LOGFILE_EVENT_JSONWRITER_H_

@@ -1,4 +1,4 @@
-#include "tools/program.h"
+#include "program/program.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,8 +1,8 @@
-#include "tools/JsonWriter.h"
+#include "src/adapters/logfile/event/JsonWriter.h"
 
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
-#include "tools/utf8_repair.h"
+#include "foundation/utf8.h"
 
 namespace quillon {
 

@@ -1,5 +1,5 @@
-#ifndef QUILLON_TOOLS_PROGRESS_H_
-#define QUILLON_TOOLS_PROGRESS_H_
+#ifndef QUILLON_PROGRAM_PROGRESS_H_
+#define QUILLON_PROGRAM_PROGRESS_H_
 
 #include <chrono>
 #include <cstdint>
@@ -38,4 +38,4 @@ class Progress {
 
 }  // namespace quillon
 
-#endif  // QUILLON_TOOLS_PROGRESS_H_
+#endif  // QUILLON_PROGRAM_PROGRESS_H_

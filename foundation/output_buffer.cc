@@ -1,9 +1,8 @@
-#include "tools/OutputBuffer.h"
+#include "foundation/output_buffer.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstring>
+
+#include "foundation/descriptor.h"
 
 namespace quillon {
 
@@ -26,14 +25,7 @@ void OutputBuffer::flush() {
 }
 
 void OutputBuffer::write(std::string_view text) {
-  while (!text.empty() && error_ == 0) {
-    const ssize_t written = ::write(descriptor_, text.data(), text.size());
-    if (written >= 0) {
-      text.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno != EINTR) {
-      error_ = errno;
-    }
-  }
+  if (error_ == 0) error_ = writeAll(descriptor_, text);
 }
 
 }  // namespace quillon

@@ -1,5 +1,5 @@
-#ifndef QUILLON_TOOLS_OUTPUTBUFFER_H_
-#define QUILLON_TOOLS_OUTPUTBUFFER_H_
+#ifndef QUILLON_FOUNDATION_OUTPUT_BUFFER_H_
+#define QUILLON_FOUNDATION_OUTPUT_BUFFER_H_
 
 #include <cstddef>
 #include <memory>
@@ -36,4 +36,4 @@ class OutputBuffer {
 
 }  // namespace quillon
 
-#endif  // QUILLON_TOOLS_OUTPUTBUFFER_H_
+#endif  // QUILLON_FOUNDATION_OUTPUT_BUFFER_H_

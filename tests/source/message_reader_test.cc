@@ -1,4 +1,4 @@
-#include "tools/MessageReader.h"
+#include "src/adapters/logfile/source/MessageReader.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

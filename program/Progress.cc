@@ -1,4 +1,4 @@
-#include "tools/Progress.h"
+#include "program/Progress.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

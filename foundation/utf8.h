@@ -1,5 +1,5 @@
-#ifndef QUILLON_TOOLS_UTF8_REPAIR_H_
-#define QUILLON_TOOLS_UTF8_REPAIR_H_
+#ifndef QUILLON_FOUNDATION_UTF8_H_
+#define QUILLON_FOUNDATION_UTF8_H_
 
 #include <string>
 #include <string_view>
@@ -13,4 +13,4 @@ std::string_view repairUtf8(std::string_view text, std::string& room);
 
 }  // namespace quillon
 
-#endif  // QUILLON_TOOLS_UTF8_REPAIR_H_
+#endif  // QUILLON_FOUNDATION_UTF8_H_

@@ -1,0 +1,40 @@
+#ifndef QUILLON_FOUNDATION_DESCRIPTOR_H_
+#define QUILLON_FOUNDATION_DESCRIPTOR_H_
+
+#include <string_view>
+#include <utility>
+
+namespace quillon {
+
+/// Owns a file descriptor, or none. Closing is all that it does by itself; for one thread at a time, as any value.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  /// Takes over `descriptor`; a negative one, such as open() returns when it fails, is none.
+  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  Descriptor& operator=(Descriptor other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
+  ~Descriptor() { static_cast<void>(close()); }
+
+  /// -1 when there is none.
+  int get() const { return descriptor_; }
+  explicit operator bool() const { return descriptor_ >= 0; }
+
+  /// Closes what is held, before the end of this object. True when there was nothing to close or it went well;
+  /// otherwise errno has the reason, and the descriptor is gone all the same.
+  [[nodiscard]] bool close();
+
+ private:
+  int descriptor_ = -1;
+};
+
+/// Writes all of `text`, however many writes that takes; waits where the descriptor does not block. 0, or the errno of
+/// the write that failed.
+[[nodiscard]] int writeAll(int descriptor, std::string_view text);
+
+}  // namespace quillon
+
+#endif  // QUILLON_FOUNDATION_DESCRIPTOR_H_
