@@ -4,11 +4,12 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quillon)
 
-# quillon::foundation, quillon::codeset, with all of it quillon::quillon, and on that quillon::match; here and where it
-# is installed.
-set(libraries quillon_foundation quillon_codeset quillon_lib quillon_match)
+# quillon::foundation, quillon::codeset, with all of it quillon::quillon, and on that quillon::match, which binds;
+# quillon::codeset_text beside them, which needs libunistring. Here and where it is installed.
+set(libraries quillon_foundation quillon_codeset quillon_codeset_text quillon_lib quillon_match)
 set_target_properties(quillon_foundation PROPERTIES EXPORT_NAME foundation)
 set_target_properties(quillon_codeset PROPERTIES EXPORT_NAME codeset)
+set_target_properties(quillon_codeset_text PROPERTIES EXPORT_NAME codeset_text)
 set_target_properties(quillon_lib PROPERTIES EXPORT_NAME quillon)
 set_target_properties(quillon_match PROPERTIES EXPORT_NAME match)
 foreach(library ${libraries})
