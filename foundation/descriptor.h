@@ -31,6 +31,11 @@ class Descriptor {
   int descriptor_ = -1;
 };
 
+/// True when `descriptor` is open on the same regular file as `other` is, or as the path `other` leads to. A program that
+/// wrote to the one while it reads the other would read what it has written, without end.
+[[nodiscard]] bool areOneFile(int descriptor, int other);
+[[nodiscard]] bool areOneFile(int descriptor, const char* other);
+
 /// Writes all of `text`, however many writes that takes; waits where the descriptor does not block. 0, or the errno of
 /// the write that failed.
 [[nodiscard]] int writeAll(int descriptor, std::string_view text);

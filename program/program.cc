@@ -19,7 +19,7 @@ void prepareProcess() {
   for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) == -1) open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
   }
-  std::signal(SIGPIPE, SIG_IGN);
+  for (int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
   exitWhenMemoryIsExhausted();
 }
 

@@ -1,6 +1,6 @@
-# The consumer, linked with the installed library, writes what the installed quillon writes, and one class more. It is
-# built with the flags of the library and, where those have no sanitizer, with the address sanitizer as well: which
-# flags a program has is its own affair.
+# What is installed serves other projects: the consumer, linked with the library, writes what quillon writes, and one class
+# more. It is built with the flags of the library and, where those have no sanitizer, with the address sanitizer as well:
+# which flags a program has is its own affair.
 
 function(run)
   execute_process(COMMAND ${ARGN} OUTPUT_VARIABLE text ERROR_VARIABLE text RESULT_VARIABLE status)
@@ -32,4 +32,16 @@ foreach(variant ${variants})
   if(NOT expected MATCHES "CLASS Sshd_Other" OR NOT place EQUAL 0)
     message(FATAL_ERROR "the consumer wrote\n${output}\nand quillon\n${expected}")
   endif()
+
+  # The string helpers are there for who links them.
+  run(${there}/text)
+  if(NOT output STREQUAL "STRASSE\n")
+    message(FATAL_ERROR "the string helpers wrote\n${output}")
+  endif()
 endforeach()
+
+# They cost quillon no library.
+run(ldd ${prefix}/bin/quillon)
+if(output MATCHES "unistring")
+  message(FATAL_ERROR "quillon needs more than it should:\n${output}")
+endif()
