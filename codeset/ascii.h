@@ -4,7 +4,7 @@
 #include "codeset/forms.h"
 #include "codeset/image.h"
 #include "codeset/transcode.h"
-#include "codeset/unicode.h"
+#include "codeset/utf8_ucs2.h"
 
 /// Sources and targets of the codesets that contain ASCII: a byte below 0x80 at the start of a character is ASCII,
 /// whatever the table says.

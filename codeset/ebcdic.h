@@ -6,7 +6,7 @@
 #include "codeset/forms.h"
 #include "codeset/image.h"
 #include "codeset/transcode.h"
-#include "codeset/unicode.h"
+#include "codeset/utf8_ucs2.h"
 
 namespace quillon {
 

@@ -1,8 +1,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "program/program.h"
 #include "src/adapters/logfile/common/SysLogDriver.h"
-#include "tools/program.h"
 
 /// quillon <format file>: compiles the file to class definitions on standard output.
 int main(int argc, char* argv[]) {

@@ -18,6 +18,7 @@ class ConstComponent : public FormatComponent {
   /// Matches when the word at the cursor is not empty and begins with this text.
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
   int isconst() override { return 1; }
+  quillon::ComponentKind kind() const override { return quillon::ComponentKind::kConstant; }
 
   /// The part of `word` before an occurrence of this constant, or the whole of it when there is none. `n` of 1 or more
   /// counts the occurrences behind the start of `word`; beyond the last one the result is empty. 0 means the same as

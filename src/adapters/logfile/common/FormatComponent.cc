@@ -4,12 +4,12 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "foundation/characters.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/NewlineComponent.h"
 #include "src/adapters/logfile/common/StringComponent.h"
 #include "src/adapters/logfile/common/TimeComponent.h"
 #include "src/adapters/logfile/common/WhitespComponent.h"
-#include "src/adapters/logfile/common/characters.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/shared_text.h"
 #include "src/adapters/logfile/common/utf8_text.h"

@@ -7,6 +7,13 @@
 class ConstComponent;
 class SysLogMsg;
 
+namespace quillon {
+
+/// What a component is, for those who read a model instead of asking its components to match.
+enum class ComponentKind { kConstant, kBlank, kNewline, kString, kTime, kStar, kPlus };
+
+}  // namespace quillon
+
 /// One piece of a format string: constant text, white space, or a field. Its own text is the token that it was made
 /// from. Components are counted (foundation/refcnt.h): each format that holds one keeps a reference, and fields
 /// without a width are shared by all formats. Destroying a component that is still referenced aborts.
@@ -38,6 +45,8 @@ class FormatComponent : public qlStrobj {
 
   /// True for a component that can end the field before it; such a component is a ConstComponent.
   virtual int isconst() { return 0; }
+
+  virtual quillon::ComponentKind kind() const = 0;
 
   /// Converts the text from the platform's codeset to UTF-8. Ends the process with status 1 when memory runs out.
   void UTF8Component();

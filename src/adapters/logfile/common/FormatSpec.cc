@@ -6,12 +6,12 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/characters.h"
 #include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/FormatComponent.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
-#include "src/adapters/logfile/common/characters.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/utf8_text.h"
 

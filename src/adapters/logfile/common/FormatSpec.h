@@ -54,6 +54,9 @@ class FormatSpec : public MapSpec {
   void UTF8fmt();
 
   int numvars() override { return numVars; }
+  const qlList<FormatComponent*>& getComponents() const { return components; }
+  /// What bounds each of the first 64 fields, in their order; ConstComponent::none() for a field that nothing bounds.
+  const qlList<ConstComponent*>& getBounds() const { return lookahead; }
   /// The lines that a message of this format has.
   int numlines() const { return numLines; }
 

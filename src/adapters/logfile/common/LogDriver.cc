@@ -72,6 +72,7 @@ void LogDriver::read(const char* fmtfile, const char* outfile, int fatal) {
 void LogDriver::close() {
   byName_.clear();
   indexed_ = true;
+  inFileOrder_ = true;
   quillon::releaseAll(formats);
   if (unmatched) std::fclose(std::exchange(unmatched, nullptr));
 }
@@ -122,6 +123,7 @@ void LogDriver::orderFmts() {
   for (FormatSpec* spec : formats) reading.push_back(spec);
   formats.clear();
   indexed_ = false;
+  inFileOrder_ = !inFileOrder_;
   for (auto spec = reading.rbegin(); spec != reading.rend(); ++spec) formats((*spec)->verifySlot());
 }
 

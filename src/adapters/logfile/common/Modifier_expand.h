@@ -11,6 +11,7 @@ class StarModifier : public Field {
   explicit StarModifier(const char* text) : Field(text) {}
 
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
+  quillon::ComponentKind kind() const override { return quillon::ComponentKind::kStar; }
   /// The first constant anywhere behind this component.
   ConstComponent* lookahead(qlList<FormatComponent*>& list, int i) override;
 
@@ -27,6 +28,7 @@ class PlusModifier : public StarModifier<Field> {
   ~PlusModifier() override;
 
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
+  quillon::ComponentKind kind() const override { return quillon::ComponentKind::kPlus; }
   ConstComponent* lookahead(qlList<FormatComponent*>& list, int i) override;
 
  private:

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "foundation/characters.h"
 #include "src/adapters/logfile/common/MapSpec.h"
-#include "src/adapters/logfile/common/characters.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/shared_text.h"
 

@@ -14,6 +14,7 @@ class NewlineComponent : public ConstComponent {
 
   /// Matches one newline at the cursor.
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
+  quillon::ComponentKind kind() const override { return quillon::ComponentKind::kNewline; }
 
   /// `word` up to its first newline.
   qlStrobj select(const qlStrobj& word, int n) const;

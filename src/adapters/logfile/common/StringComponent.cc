@@ -1,11 +1,11 @@
 #include "src/adapters/logfile/common/StringComponent.h"
 
+#include "foundation/characters.h"
 #include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/Modifier_expand.h"
 #include "src/adapters/logfile/common/NewlineComponent.h"
 #include "src/adapters/logfile/common/SysLogMsg.h"
-#include "src/adapters/logfile/common/characters.h"
 
 int newStringMeaning = 0;
 int starFallback = 1;

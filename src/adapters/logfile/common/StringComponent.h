@@ -29,8 +29,12 @@ class StringComponent : public FormatComponent {
 
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
   int variable() override { return 1; }
+  quillon::ComponentKind kind() const override { return quillon::ComponentKind::kString; }
   /// The component behind this one, if that is a constant.
   ConstComponent* lookahead(qlList<FormatComponent*>& list, int i) override;
+
+  /// In bytes; 0 when none is given.
+  int getWidth() const { return width; }
 
   int get_steps() const { return steps; }
   void set_steps(int n) { steps = n; }
@@ -45,7 +49,7 @@ class StringComponent : public FormatComponent {
   int steps = 0;
 
  private:
-  int width;                ///< In characters; 0 when none is given.
+  int width;
   const bool endsAtFirst_;  ///< Ends at the first occurrence of its bound, as fields with a modifier do.
 };
 

@@ -3,8 +3,8 @@
 
 #include <string_view>
 
+#include "foundation/characters.h"
 #include "foundation/strobj.h"
-#include "src/adapters/logfile/common/characters.h"
 
 /// A log message under match: its text and a cursor that the components of a format move forward. All lengths and
 /// offsets are bytes. White space is blank, tab, vertical tab, form feed, carriage return and, only in a message from

@@ -13,6 +13,7 @@ class TimeComponent : public StringComponent {
 
   /// Captures three words, joined by single blanks; `next` bounds the third.
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
+  quillon::ComponentKind kind() const override { return quillon::ComponentKind::kTime; }
 
  private:
   using StringComponent::StringComponent;

@@ -11,6 +11,7 @@ class WhitespComponent : public FormatComponent {
 
   /// Matches a run of white space of any length, but not an empty one.
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
+  quillon::ComponentKind kind() const override { return quillon::ComponentKind::kBlank; }
 
  private:
   using FormatComponent::FormatComponent;

@@ -3,11 +3,11 @@
 #include <cstdarg>
 #include <string>
 
+#include "foundation/characters.h"
 #include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
-#include "src/adapters/logfile/common/characters.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig_parser.h"
 

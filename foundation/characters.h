@@ -1,0 +1,25 @@
+#ifndef QUILLON_FOUNDATION_CHARACTERS_H_
+#define QUILLON_FOUNDATION_CHARACTERS_H_
+
+namespace quillon {
+
+/// Blank, tab, newline, vertical tab, form feed and carriage return, whatever the locale. A byte of 0x80 or above is
+/// never white space, so that no multibyte character is split.
+constexpr bool isWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+/// The decimal number at the start of `text`, as far as its digits go; what does not fit is the largest int.
+constexpr int leadingNumber(const char* text) {
+  constexpr int kLargest = 2147483647;
+  int number = 0;
+  for (; isDigit(*text); ++text) {
+    const int digit = *text - '0';
+    number = number > (kLargest - digit) / 10 ? kLargest : number * 10 + digit;
+  }
+  return number;
+}
+
+}  // namespace quillon
+
+#endif  // QUILLON_FOUNDATION_CHARACTERS_H_

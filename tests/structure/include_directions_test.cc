@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillon {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// What each folder may include from besides itself. Data flows one way: a folder that is not named here, or an include
+/// that a row does not allow, is a decision to be taken here first.
+const std::map<std::string, std::vector<std::string>> kMayInclude = {
+    {"foundation", {}},
+    {"codeset", {"foundation"}},
+    {"src/adapters/logfile/common", {"foundation", "codeset"}},
+    {"src/adapters/logfile/match", {"foundation", "codeset", "src/adapters/logfile/common"}},
+    {"src/adapters/logfile/event",
+     {"foundation", "codeset", "src/adapters/logfile/common", "src/adapters/logfile/match"}},
+    {"src/adapters/logfile/check",
+     {"foundation", "codeset", "src/adapters/logfile/common", "src/adapters/logfile/match",
+      "src/adapters/logfile/event"}},
+    {"src/adapters/logfile/source", {"foundation"}},
+    {"program", {"foundation", "codeset", "src/adapters/logfile/common"}},
+    {"compiler", {"program", "src/adapters/logfile/common"}},
+    {"tools",
+     {"foundation", "codeset", "src/adapters/logfile/common", "src/adapters/logfile/match",
+      "src/adapters/logfile/event", "src/adapters/logfile/check", "src/adapters/logfile/source", "program"}},
+};
+
+/// The row of `path`, relative to the root; empty when there is none.
+std::string folderOf(const std::string& path) {
+  for (const auto& row : kMayInclude) {
+    if (path.starts_with(row.first + "/")) return row.first;
+  }
+  return "";
+}
+
+bool mayInclude(const std::string& folder, const std::string& included) {
+  if (folder == included) return true;
+  const std::vector<std::string>& allowed = kMayInclude.at(folder);
+  return std::find(allowed.begin(), allowed.end(), included) != allowed.end();
+}
+
+/// The breaches in one file, one a line.
+std::string breaches(const std::string& path, std::istream& source) {
+  static const std::regex include("^\\s*#\\s*include\\s*\"([^\"]+)\".*");
+  std::string found;
+  std::smatch match;
+  for (std::string line; std::getline(source, line);) {
+    if (!std::regex_match(line, match, include)) continue;
+    const std::string name = match[1];
+    if (name == "eConfig.tab.h") continue;  // written by bison, for the scanner beside it
+    if (!mayInclude(folderOf(path), folderOf(name))) found += path + " includes " + name + "\n";
+  }
+  return found;
+}
+
+TEST(IncludeDirections, FollowTheFolders) {
+  const fs::path root(QUILLON_SOURCE);
+  int files = 0;
+  for (const char* top :
+       {"foundation", "codeset", "src", "delivery", "cds", "program", "compiler", "adapter", "server", "tools"}) {
+    if (!fs::exists(root / top)) continue;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root / top)) {
+      static const std::regex source(".*\\.(h|cc|l|y)");
+      const std::string path = entry.path().lexically_relative(root);
+      if (!std::regex_match(path, source)) continue;
+      ++files;
+      ASSERT_NE("", folderOf(path)) << path << " stands in a folder that has no row here";
+      std::ifstream text(entry.path());
+      EXPECT_EQ("", breaches(path, text));
+    }
+  }
+  EXPECT_LT(80, files);  // else the walk has missed them
+}
+
+TEST(IncludeDirections, BreachesAreSeen) {
+  struct Case {
+    const char *path, *line, *expected;
+  };
+  const Case cases[] = {
+      {"foundation/a.h", "#include \"codeset/codeset.h\"", "foundation/a.h includes codeset/codeset.h\n"},
+      {"codeset/a.cc", "#include \"foundation/list.h\"", ""},
+      {"tools/a.cc", "  # include \"compiler/quillon.h\" // why", "tools/a.cc includes compiler/quillon.h\n"},
+      {"src/adapters/logfile/source/a.h", "#include \"src/adapters/logfile/common/LogDriver.h\"",
+       "src/adapters/logfile/source/a.h includes src/adapters/logfile/common/LogDriver.h\n"},
+      {"tools/a.cc", "#include \"strobj.h\"", "tools/a.cc includes strobj.h\n"},  // not spelled from the root
+  };
+  for (const Case& c : cases) {
+    std::istringstream text(c.line);
+    EXPECT_EQ(c.expected, breaches(c.path, text)) << c.line;
+  }
+}
+
+}  // namespace
+}  // namespace quillon
