@@ -10,9 +10,14 @@ struct Forms;
 /// The codeset services: which character set the user's text is in, and its conversion to and from UTF-8 and UCS-2.
 ///
 /// Every function reports by its result alone and prints nothing. A null `nxl_cs` stands for the process default.
-/// The services set themselves up on first use and serve one thread. Lengths of UTF-8 and of local text are bytes;
+/// The services set themselves up on first use. Lengths of UTF-8 and of local text are bytes;
 /// lengths of UCS-2 text are char16_t units in the machine's byte order. UCS-2 holds the Basic Multilingual Plane
 /// only: a character beyond it, and a surrogate, becomes "?".
+///
+/// Threads: nxl_init() and all that makes, frees or chooses codesets is for one thread, before others convert or after.
+/// In between, codesets are only read: any number of threads may convert whole strings, and allocate results, with one
+/// and the same codeset, the default included. Who converts piece by piece changes the shift state of the object, and
+/// so uses a copy of its own.
 ///
 /// The converters of the single families are in codeset/conv.h, the locale-aware string helpers in codeset/uls.h.
 

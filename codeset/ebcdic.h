@@ -25,7 +25,8 @@ inline std::uint32_t invariantCode(char32_t c) {
   return code || !c ? code : kUnmappableCode;
 }
 
-/// Takes the lower-case letters out, for the rest of the process: code page 930 has katakana in their place.
+/// Takes the lower-case letters out, for the rest of the process and before other threads convert: code page 930 has
+/// katakana in their place.
 void useVariant930();
 
 inline constexpr std::uint32_t kEbcdicSubstitute = 0x6F;  ///< "?"

@@ -7,7 +7,8 @@
 #include "codeset/codeset.h"
 
 /// The layout of a table file and the only code that reads one. doc/codeset-tables.md is the layout in words. Numbers
-/// are little-endian, offsets count from the start of the file.
+/// are little-endian, offsets count from the start of the file. Nothing here changes a table, so that threads may share
+/// one.
 namespace quillon {
 
 inline constexpr std::size_t kRowsOffset = 0;     ///< 32 bits: where the rows begin.

@@ -224,8 +224,8 @@ class BlockConverter {
     return {end, putAscii(in + done, end - done, out), end == 0};
   }
 
-  // A character without a form. Where it ends otherwise than the marks say, these hold no longer. Inlined, it would take
-  // registers from the loops.
+  // A character without a form. Where it ends otherwise than the marks say, these hold no longer. Inlined, it would
+  // take registers from the loops.
   [[gnu::noinline]] Place convertOne(const Byte* in, const Marks& marks, int i, int end, Byte* out) {
     const Step step = source_.next(in + i, in + end);
     const int next = i + step.length;

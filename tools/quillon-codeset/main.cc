@@ -3,7 +3,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
+#include "codeset/tables.h"
 #include "tools/quillon-codeset/commands.h"
 
 namespace quillon {
@@ -63,6 +65,14 @@ int runCommand(const CLI::App& app, const Options& options) {
   return quillon::showCodeset(options.name);
 }
 
+// The directory of the installed tables, which lies where it was installed beside this program; empty when it is gone.
+std::string installedTables() {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  const std::filesystem::path tables = (program.parent_path() / QUILLON_TABLES).lexically_normal();
+  return !error && std::filesystem::is_directory(tables, error) ? tables.string() : "";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -78,5 +88,6 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? quillon::finishOutput() : kUsageError;
   }
+  quillon::setTableSearch({.always_current_directory = false, .instead_of_nxldir = installedTables()});
   return runCommand(app, options);
 }
