@@ -10,30 +10,39 @@
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 #include "src/adapters/logfile/event/EventWriter.h"
 #include "src/adapters/logfile/event/json_text.h"
 
 namespace quillon {
 namespace {
 
+/// `text`, of the format file, in UTF-8. The language of the file is ASCII: what is ASCII alone stays as it is.
+std::string utf8(std::string_view text) {
+  nxl_cs* const codeset = platformCodeset();
+  const bool isAscii = std::none_of(text.begin(), text.end(), [](char c) { return c < 0; });
+  if (isAscii || isUtf8(codeset)) return std::string(text);
+  const std::string source(text);
+  const ConvertedText converted(nxl_to_utf8, codeset, source);
+  return converted.text() ? converted.text() : source;
+}
+
 /// The names of the slots of `format` as an object has them: UTF-8, and each only once.
 std::vector<std::string> objectKeys(const FormatSpec& format) {
-  std::vector<std::string> keys;
+  std::vector<std::string> names;
   std::set<std::string> taken;
   std::string room;
   for (const MsgMapEntry* entry : format.getMaps()) {
-    const std::string_view name = entry->getName().view();
-    keys.emplace_back(repairUtf8(name, room));
-    if (keys.back() == name) taken.insert(keys.back());
+    names.push_back(utf8(entry->getName().view()));
+    if (repairUtf8(names.back(), room) == names.back()) taken.insert(names.back());
   }
-  std::size_t i = 0;
-  for (const MsgMapEntry* entry : format.getMaps()) {
-    std::string& key = keys[i++];
-    if (key == entry->getName().view()) continue;  // names of a format differ
-    const std::string repaired = key;
-    for (int n = 2; !taken.insert(key).second; ++n) key = repaired + "#" + std::to_string(n);
+  for (std::string& name : names) {
+    const std::string repaired(repairUtf8(name, room));
+    if (repaired == name) continue;  // names of a format differ
+    name = repaired;
+    for (int n = 2; !taken.insert(name).second; ++n) name = repaired + "#" + std::to_string(n);
   }
-  return keys;
+  return names;
 }
 
 }  // namespace
@@ -89,7 +98,7 @@ class EventForms::Builder {
 
   void addObject(FormatSpec& format, std::size_t id) {
     text_ += "{\"class\":\"";
-    appendJson(text_, format.getName().view());
+    appendJson(text_, utf8(format.getName().view()));
     text_ += "\",\"event_id\":" + std::to_string(id) + ",\"slots\":{";
     const std::vector<std::string> keys = objectKeys(format);
     std::size_t i = 0;
@@ -122,7 +131,8 @@ class EventForms::Builder {
   void print(const PrintMapEntry& entry, FormatSpec& format) {
     auto argument = entry.parts().begin();
     if (argument == entry.parts().end()) return;
-    std::string_view text = (*argument)->view();
+    const std::string quoted = utf8((*argument)->view());
+    std::string_view text = quoted;
     text = text.size() < 2 ? "" : text.substr(1, text.size() - 2);
     std::size_t at = 0;
     while (++argument != entry.parts().end() && (at = text.find("%s", at)) != std::string_view::npos) {
@@ -149,7 +159,7 @@ class EventForms::Builder {
     } else if (entry.kind() == filenameMap) {
       value(kFileName);
     } else {
-      constant_ += entry.svalue(&format).view();
+      constant_ += utf8(entry.svalue(&format).view());
     }
   }
 
