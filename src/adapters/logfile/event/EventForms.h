@@ -58,7 +58,7 @@ class EventForms {
   std::string_view view(std::uint32_t text, std::size_t size) const { return {texts_.data() + text, size}; }
 
   const EventForm form_;
-  std::string texts_;  ///< Equal texts share one place. EventWriter::kStride bytes behind the last can be read.
+  std::string texts_;  ///< Most equal texts share a place. EventWriter::kStride bytes behind the last can be read.
   std::vector<Piece> pieces_;
   std::vector<Format> formats_;  ///< In the driver's order, and one that marks the end.
 };
