@@ -28,12 +28,28 @@ Lead lead(unsigned char byte) {
   return {3, 0x80, 0xBF};
 }
 
-struct Sequence {
-  std::size_t length;  ///< Of the character, or of the subpart that one replacement stands for.
-  bool well_formed;
-};
+/// The bytes at the start of `text` that are well-formed, whole characters.
+std::size_t wellFormedLength(std::string_view text) {
+  std::size_t length = 0;
+  while (length < text.size()) {
+    std::uint64_t block;
+    if (text.size() - length >= sizeof block) {
+      std::memcpy(&block, text.data() + length, sizeof block);
+      if ((block & 0x8080808080808080) == 0) {
+        length += sizeof block;
+        continue;
+      }
+    }
+    const Utf8Sequence sequence = firstSequence(text.substr(length));
+    if (!sequence.wellFormed) break;
+    length += sequence.length;
+  }
+  return length;
+}
 
-Sequence firstSequence(std::string_view text) {
+}  // namespace
+
+Utf8Sequence firstSequence(std::string_view text) {
   const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   if (byte(0) < 0x80) return {1, true};
   const Lead expected = lead(byte(0));
@@ -47,27 +63,6 @@ Sequence firstSequence(std::string_view text) {
   }
   return {length, expected.following > 0 && length == complete};
 }
-
-/// The bytes at the start of `text` that are well-formed, whole characters.
-std::size_t wellFormedLength(std::string_view text) {
-  std::size_t length = 0;
-  while (length < text.size()) {
-    std::uint64_t block;
-    if (text.size() - length >= sizeof block) {
-      std::memcpy(&block, text.data() + length, sizeof block);
-      if ((block & 0x8080808080808080) == 0) {
-        length += sizeof block;
-        continue;
-      }
-    }
-    const Sequence sequence = firstSequence(text.substr(length));
-    if (!sequence.well_formed) break;
-    length += sequence.length;
-  }
-  return length;
-}
-
-}  // namespace
 
 std::string_view repairUtf8(std::string_view text, std::string& room) {
   std::size_t good = wellFormedLength(text);

@@ -1,4 +1,4 @@
-# The consumer, linked with the installed library, writes what the installed quillon writes.
+# What is installed serves other projects: the consumer, linked with the library, writes what quillon writes.
 
 function(run)
   execute_process(COMMAND ${ARGN} OUTPUT_VARIABLE text ERROR_VARIABLE text RESULT_VARIABLE status)
@@ -21,4 +21,14 @@ set(theirs "${output}")
 run(${prefix}/bin/quillon ${prefix}/${example})
 if(NOT theirs MATCHES "CLASS Sshd_Other" OR NOT theirs STREQUAL output)
   message(FATAL_ERROR "the consumer wrote\n${theirs}\nand quillon\n${output}")
+endif()
+
+# The string helpers are there for who links them, and cost quillon no library.
+run(${work}/build/text)
+if(NOT output STREQUAL "STRASSE\n")
+  message(FATAL_ERROR "the string helpers wrote\n${output}")
+endif()
+run(ldd ${prefix}/bin/quillon)
+if(output MATCHES "unistring")
+  message(FATAL_ERROR "quillon needs more than it should:\n${output}")
 endif()

@@ -83,6 +83,7 @@ void LogDriver::prepare(FormatSpec& made) {
 void LogDriver::close() {
   byName_.clear();
   indexed_ = true;
+  inFileOrder_ = true;
   quillon::releaseAll(formats);
   if (unmatched) std::fclose(std::exchange(unmatched, nullptr));
 }
@@ -135,6 +136,7 @@ void LogDriver::orderFmts() {
   for (FormatSpec* spec : formats) reading.push_back(spec);
   formats.clear();
   indexed_ = false;
+  inFileOrder_ = !inFileOrder_;
   for (auto spec = reading.rbegin(); spec != reading.rend(); ++spec) formats((*spec)->verifySlot());
 }
 

@@ -61,6 +61,8 @@ class LogDriver {
   void dbgdump();
 
   const qlList<FormatSpec*>& getFormats() const { return formats; }
+  /// True while the formats stand in the order of their blocks, which orderFmts() turns.
+  bool isInFileOrder() const { return inFileOrder_; }
   /// The stream for messages that no format matches; null when there is none.
   std::FILE* getUnmatched() const { return unmatched; }
 
@@ -74,6 +76,7 @@ class LogDriver {
       std::vector<char*>(1);  ///< `maxVars` places for a log adapter to put values into; all null here.
   qlList<FormatSpec*> formats;
   std::FILE* unmatched = nullptr;
+  bool inFileOrder_ = true;
 
   std::unordered_map<std::string_view, FormatSpec*> byName_;  ///< The first format of each name.
   bool indexed_ = true;                                       ///< False when `byName_` must be made anew.

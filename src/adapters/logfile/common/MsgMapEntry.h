@@ -172,8 +172,8 @@ class PrintMapEntry : public MsgMapEntry {
 
   /// The format text with its quotes; empty before the first addRule().
   const qlStrobj& getFormat() const;
-  /// The format text, then the names of the argument slots.
-  const qlList<qlStrobj*>& getArgs() const { return args; }
+  /// The format text with its quotes, then the names of the argument slots.
+  const qlList<qlStrobj*>& parts() const { return args; }
 
  private:
   qlList<qlStrobj*> args;  ///< Owned.

@@ -29,7 +29,7 @@ using Argument = qlList<qlStrobj*>::Iterator;
 
 /// The first argument, behind the format text.
 Argument firstArgument(const PrintMapEntry& entry) {
-  Argument argument = entry.getArgs().begin();
+  Argument argument = entry.parts().begin();
   if (argument != Argument()) ++argument;
   return argument;
 }
@@ -127,7 +127,7 @@ class PrintExpression {
 std::string call(const PrintMapEntry& entry) {
   std::string text = "PRINTF(";
   const char* separator = "";
-  for (const qlStrobj* part : entry.getArgs()) {
+  for (const qlStrobj* part : entry.parts()) {
     text.append(separator).append(part->view());
     separator = ", ";
   }
