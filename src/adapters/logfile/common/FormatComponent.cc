@@ -35,11 +35,14 @@ char fieldLetter(const char* token) {
 }  // namespace
 
 void FormatComponent::init() {
-  ConstComponent::init();
-  StringComponent::init();
-  TimeComponent::init();
-  WhitespComponent::init();
-  NewlineComponent::init();
+  [[maybe_unused]] static const bool made = [] {
+    ConstComponent::init();
+    StringComponent::init();
+    TimeComponent::init();
+    WhitespComponent::init();
+    NewlineComponent::init();
+    return true;
+  }();
 }
 
 FormatComponent* FormatComponent::create(const char* token) {

@@ -32,7 +32,7 @@ struct Attempt {
 /// Room for the variables of one bind, kept from one to the next: most formats do not match most messages, and should
 /// not cost memory for trying.
 std::vector<Attempt>& attemptsFor(int variables) {
-  static auto& attempts = *new std::vector<Attempt>;
+  thread_local std::vector<Attempt> attempts;
   if (attempts.size() < static_cast<std::size_t>(variables)) attempts.resize(static_cast<std::size_t>(variables));
   return attempts;
 }
@@ -61,6 +61,7 @@ class Binding {
         bound_(format.lookahead.begin()) {
     for (int i = 0; i < variables_; ++i) attempt(i).start = -1, attempt(i).steps = 0;
     msg_.seek(msg_.beginning());
+    msg_.forgetFound();
   }
 
   bool run() {

@@ -210,7 +210,7 @@ bool MapSpec::writeCds(FILE* stream, int index) {
 }
 
 const qlStrobj& MapSpec::bvalue(VarMapEntry* /*e*/) {
-  static const qlStrobj none("???");
+  static const qlStrobj none = qlStrobj::permanent("???");
   return none;
 }
 

@@ -12,7 +12,7 @@ TimeComponent* shared_time = nullptr;
 
 void TimeComponent::init() {
   if (shared_time) return;
-  shared_time = new TimeComponent("%t");
+  shared_time = new TimeComponent("%t", kTimeField);
   quillon::retain(shared_time);
 }
 
