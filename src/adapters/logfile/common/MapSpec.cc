@@ -51,49 +51,50 @@ class Output {
 
 }  // namespace
 
-/// Finds an entry by its slot without walking the list. Refers to places in the list, so removing an entry ends its
-/// life; replacing one does not.
+/// Finds an entry by its slot without walking the list. Knows the entries' positions, so removing one ends its life.
 class MapSpec::Index {
  public:
-  explicit Index(qlList<MsgMapEntry*>& maps) {
-    for (maps[0]; maps.has(); maps++) append(&maps());
+  explicit Index(const qlList<MsgMapEntry*>& maps) {
+    for (MsgMapEntry* e : maps) append(e);
   }
 
-  void append(MsgMapEntry** entry) {
-    places_.push_back(entry);
+  void append(MsgMapEntry* e) {
+    entries_.push_back(e);
     selected_.clear();
-    ordinals_.emplace((*entry)->getName().view(), places_.size() - 1);
+    positions_.emplace(e->getName().view(), entries_.size() - 1);
   }
 
-  /// Puts `e` in the place of the entry of the same slot.
-  void replace(MsgMapEntry** entry, MsgMapEntry* e) {
-    auto node = ordinals_.extract((*entry)->getName().view());
+  /// Puts `e` in the place of the entry of the same slot and returns its position.
+  std::size_t replace(MsgMapEntry* e) {
+    auto node = positions_.extract(e->getName().view());
     node.key() = e->getName().view();  // the text of the old name ends with its entry
-    ordinals_.insert(std::move(node));
+    const std::size_t position = node.mapped();
+    positions_.insert(std::move(node));
     selected_.clear();
-    *entry = e;
+    entries_[position] = e;
+    return position;
   }
 
-  MsgMapEntry** find(std::string_view slot) const {
-    const auto found = ordinals_.find(slot);
-    return found == ordinals_.end() ? nullptr : places_[found->second];
+  MsgMapEntry* find(std::string_view slot) const {
+    const auto found = positions_.find(slot);
+    return found == positions_.end() ? nullptr : entries_[found->second];
   }
 
   MsgMapEntry* find(std::string_view slot, int& selectedSoFar) {
     if (selected_.empty()) countSelected();
-    const auto found = ordinals_.find(slot);
-    selectedSoFar = found == ordinals_.end() ? selected_.back() : selected_[found->second];
-    return found == ordinals_.end() ? nullptr : *places_[found->second];
+    const auto found = positions_.find(slot);
+    selectedSoFar = found == positions_.end() ? selected_.back() : selected_[found->second];
+    return found == positions_.end() ? nullptr : entries_[found->second];
   }
 
  private:
   void countSelected() {
     int count = 0;
-    for (MsgMapEntry** entry : places_) selected_.push_back(count += (*entry)->selected());
+    for (const MsgMapEntry* e : entries_) selected_.push_back(count += e->selected());
   }
 
-  std::unordered_map<std::string_view, std::size_t> ordinals_;  ///< Slot to its place in `places_`.
-  std::vector<MsgMapEntry**> places_;                           ///< In list order.
+  std::unordered_map<std::string_view, std::size_t> positions_;  ///< Of a slot's entry.
+  std::vector<MsgMapEntry*> entries_;                            ///< In list order.
   std::vector<int> selected_;  ///< Selected entries up to and including each; empty when out of date.
 };
 
@@ -105,17 +106,16 @@ MapSpec::~MapSpec() {
 }
 
 void MapSpec::addSlot(MsgMapEntry* e) {
-  MsgMapEntry** const present = place(e->getName());
-  if (!present) {
+  MsgMapEntry* old = find(e->getName());
+  if (!old) {
     appendSlot(e);
     return;
   }
-  MsgMapEntry* const old = *present;
   quillon::retain(e);  // first: e may be old
   if (index_) {
-    index_->replace(present, e);
+    maps[static_cast<int>(index_->replace(e))] = e;
   } else {
-    *present = e;
+    maps(old, e);
   }
   quillon::release(old);
 }
@@ -181,9 +181,9 @@ void MapSpec::clear() {
 
 void MapSpec::appendSlot(MsgMapEntry* e) {
   quillon::retain(e);
-  MsgMapEntry*& appended = maps(e);
+  maps(e);
   ++size_;
-  if (index_) index_->append(&appended);
+  if (index_) index_->append(e);
 }
 
 void MapSpec::dropInherited() {
@@ -207,11 +207,11 @@ MapSpec::Index* MapSpec::indexed() {
   return index_.get();
 }
 
-/// Where the entry of `slot` stands in the list; null when there is none.
-MsgMapEntry** MapSpec::place(const qlStrobj& slot) {
+/// The entry of `slot`; null when there is none.
+MsgMapEntry* MapSpec::find(const qlStrobj& slot) {
   if (const Index* index = indexed()) return index->find(slot.view());
-  for (maps[0]; maps.has(); maps++) {
-    if (maps()->getName() == slot) return &maps();
+  for (MsgMapEntry* e : maps) {
+    if (e->getName() == slot) return e;
   }
   return nullptr;
 }

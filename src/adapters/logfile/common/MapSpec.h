@@ -50,14 +50,14 @@ class MapSpec : public quillon::Pooled {
   /// Releases all entries but those whose owner is this map; these keep their order.
   void dropInherited();
   /// True when `slot` has an entry.
-  bool hasSlot(const qlStrobj& slot) { return place(slot) != nullptr; }
+  bool hasSlot(const qlStrobj& slot) { return find(slot) != nullptr; }
   void dumpEntries();
 
  private:
   class Index;
 
   Index* indexed();
-  MsgMapEntry** place(const qlStrobj& slot);
+  MsgMapEntry* find(const qlStrobj& slot);
 
   qlStrobj name;
   qlList<MsgMapEntry*> maps;
