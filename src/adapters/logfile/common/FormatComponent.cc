@@ -7,16 +7,22 @@
 #include "foundation/characters.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/NewlineComponent.h"
+#include "src/adapters/logfile/common/Report.h"
 #include "src/adapters/logfile/common/StringComponent.h"
 #include "src/adapters/logfile/common/TimeComponent.h"
 #include "src/adapters/logfile/common/WhitespComponent.h"
-#include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/shared_text.h"
 #include "src/adapters/logfile/common/utf8_text.h"
 
 namespace {
 
-constexpr const char* kModule = "src/adapters/logfile/common/FormatComponent";
+constexpr quillon::ReportSite kBadFieldSite = {quillon::ReportCode::kBadField,
+                                               quillon::Severity::kError,
+                                               quillon::ReportSite::Printer::kErrorHook,
+                                               quillon::kWithPosition | quillon::kFailsRead,
+                                               quillon::kReaderLevel,
+                                               "src/adapters/logfile/common/FormatComponent",
+                                               156};
 
 /// The letter behind "%" and its width; NUL when `token` is not a field.
 char fieldLetter(const char* token) {
@@ -71,7 +77,7 @@ void FormatComponent::UTF8Component() {
 }
 
 void FormatComponent::error(const char* msg, const char* text) {
-  cefcn(quillon::kWithPosition | quillon::kFailsRead, quillon::kReaderLevel, kModule, 156, "%s `%s'\n", msg, text);
+  quillon::report(kBadFieldSite, {}, "%s `%s'\n", msg, text);
 }
 
 void FormatComponent::dbgdump() const { std::fputs(view().data(), stdout); }

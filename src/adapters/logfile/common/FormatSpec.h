@@ -32,7 +32,7 @@ class FormatSpec : public MapSpec {
 
   /// Replaces the format string.
   void setFmtStr(const char* fmt);
-  qlStrobj getFmtStr();
+  qlStrobj getFmtStr() const;
 
   /// Appends the component that `text`, one token of a format string, stands for. addLookahead() must follow the last.
   void addFormat(const char* text);
@@ -54,6 +54,7 @@ class FormatSpec : public MapSpec {
   void UTF8fmt();
 
   int numvars() override { return numVars; }
+  int numvars() const { return numVars; }
   const qlList<FormatComponent*>& getComponents() const { return components; }
   /// What bounds each of the first 64 fields, in their order; ConstComponent::none() for a field that nothing bounds.
   const qlList<ConstComponent*>& getBounds() const { return lookahead; }

@@ -19,6 +19,9 @@ class LogDriver {
   /// read, a `fatal` above 0 ends the process with status 1; otherwise the formats before the fault are kept.
   LogDriver(const char* fmtfile, const char* outfile, int fatal);
 
+  /// A driver without formats, for a quillon::FormatReader to fill. Leaves the hooks as they are.
+  LogDriver();
+
   /// Checks `fmtfile` as the other constructor reads it, and keeps nothing: this driver has no formats.
   LogDriver(const char* fmtfile, int fatal);
 
@@ -30,10 +33,12 @@ class LogDriver {
   void reloadFmts(const char* fmtfile, const char* outfile, int fatal);
 
   /// Appends `spec`.
-  void addFormatSpec(FormatSpec* spec);
+  void addFormatSpec(const FormatSpec* spec);
   /// Puts `spec` in the place of the format of its name, whose own maps and parent it takes over, or in front of all
   /// formats when there is none.
-  void editorAdd(FormatSpec* spec);
+  void editorAdd(const FormatSpec* spec);
+  /// Makes `made`, a format of this driver that has just been read, ready for use: its texts become UTF-8.
+  void prepare(FormatSpec& made);
   /// Turns the reading order into matching order, so that a later block is tried first, and reports variables that no
   /// map or more than one names.
   void orderFmts();
@@ -65,9 +70,10 @@ class LogDriver {
   void read(const char* fmtfile, const char* outfile, int fatal);
   void close();
 
-  int parseResult = 0;           ///< What ReadFmt() returned last: 0 or 1.
-  int maxVars = 1;               ///< The most variables of any format, at least 1.
-  std::vector<char*> variables;  ///< `maxVars` places for a log adapter to put values into; all null here.
+  int parseResult = 0;  ///< What ReadFmt() returned last: 0 or 1.
+  int maxVars = 1;      ///< The most variables of any format, at least 1.
+  std::vector<char*> variables =
+      std::vector<char*>(1);  ///< `maxVars` places for a log adapter to put values into; all null here.
   qlList<FormatSpec*> formats;
   std::FILE* unmatched = nullptr;
   bool inFileOrder_ = true;

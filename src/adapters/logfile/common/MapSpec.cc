@@ -2,7 +2,9 @@
 
 #include <charconv>
 #include <cstdlib>
+#include <cstring>
 #include <initializer_list>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -10,11 +12,18 @@
 
 #include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/common/Report.h"
 
 namespace {
 
 /// Up to here walking the list beats a look-up in the index.
 constexpr int kWalked = 16;
+
+bool isNamed(const MsgMapEntry& e, std::string_view slot) {
+  const qlStrobj& name = e.getName();
+  return static_cast<std::size_t>(name.size()) == slot.size() &&
+         std::memcmp(name.view().data(), slot.data(), slot.size()) == 0;
+}
 
 /// The text of a number, for as long as this object lives.
 class Number {
@@ -65,14 +74,14 @@ class MapSpec::Index {
   }
 
   /// Puts `e` in the place of the entry of the same slot and returns its position.
-  std::size_t replace(MsgMapEntry* e) {
+  int replace(MsgMapEntry* e) {
     auto node = positions_.extract(e->getName().view());
     node.key() = e->getName().view();  // the text of the old name ends with its entry
     const std::size_t position = node.mapped();
     positions_.insert(std::move(node));
     selected_.clear();
     entries_[position] = e;
-    return position;
+    return static_cast<int>(position);
   }
 
   MsgMapEntry* find(std::string_view slot) const {
@@ -80,22 +89,23 @@ class MapSpec::Index {
     return found == positions_.end() ? nullptr : entries_[found->second];
   }
 
-  MsgMapEntry* find(std::string_view slot, int& selectedSoFar) {
+  int selectedUpTo(std::string_view slot) const {
+    const std::lock_guard<std::mutex> counting(counting_);
     if (selected_.empty()) countSelected();
     const auto found = positions_.find(slot);
-    selectedSoFar = found == positions_.end() ? selected_.back() : selected_[found->second];
-    return found == positions_.end() ? nullptr : entries_[found->second];
+    return found == positions_.end() ? selected_.back() : selected_[found->second];
   }
 
  private:
-  void countSelected() {
+  void countSelected() const {
     int count = 0;
     for (const MsgMapEntry* e : entries_) selected_.push_back(count += e->selected());
   }
 
   std::unordered_map<std::string_view, std::size_t> positions_;  ///< Of a slot's entry.
   std::vector<MsgMapEntry*> entries_;                            ///< In list order.
-  std::vector<int> selected_;  ///< Selected entries up to and including each; empty when out of date.
+  mutable std::vector<int> selected_;  ///< Selected entries up to and including each; empty when out of date.
+  mutable std::mutex counting_;        ///< Held while `selected_` is brought up to date.
 };
 
 MapSpec::MapSpec(const char* text) : name(text) {}
@@ -106,14 +116,14 @@ MapSpec::~MapSpec() {
 }
 
 void MapSpec::addSlot(MsgMapEntry* e) {
-  MsgMapEntry* old = find(e->getName());
+  MsgMapEntry* old = find(e->getName().view());
   if (!old) {
     appendSlot(e);
     return;
   }
   quillon::retain(e);  // first: e may be old
   if (index_) {
-    maps[static_cast<int>(index_->replace(e))] = e;
+    maps[index_->replace(e)] = e;
   } else {
     maps(old, e);
   }
@@ -130,20 +140,38 @@ void MapSpec::removeSlot(const char* slot) {
   int count = 0;
   MsgMapEntry* const e = getmap(slot, count);
   if (!e) return;
-  index_.reset();
   maps.remove(e);
   --size_;
+  makeIndex();
   quillon::release(e);
 }
 
 MsgMapEntry* MapSpec::getmap(const char* slot, int& count) {
+  if (slot) {
+    count = selectedUpTo(slot);
+    return find(slot);
+  }
   count = 0;
-  if (Index* index = indexed()) return index->find(slot ? slot : "", count);
-  for (MsgMapEntry* e : maps) {
-    if (e->selected()) ++count;
-    if (e->getName() == slot) return e;
+  for (const MsgMapEntry* e : maps) count += e->selected();
+  return nullptr;
+}
+
+const MsgMapEntry* MapSpec::find(std::string_view slot) const {
+  if (index_) return index_->find(slot);
+  for (const MsgMapEntry* e : maps) {
+    if (isNamed(*e, slot)) return e;
   }
   return nullptr;
+}
+
+int MapSpec::selectedUpTo(std::string_view slot) const {
+  if (index_) return index_->selectedUpTo(slot);
+  int count = 0;
+  for (const MsgMapEntry* e : maps) {
+    if (e->selected()) ++count;
+    if (isNamed(*e, slot)) break;
+  }
+  return count;
 }
 
 void MapSpec::dbgdump() {
@@ -152,6 +180,10 @@ void MapSpec::dbgdump() {
 }
 
 void MapSpec::emitCds(FILE* stream, int index) {
+  if (!writeCds(stream, index)) std::exit(EXIT_FAILURE);
+}
+
+bool MapSpec::writeCds(FILE* stream, int index) {
   Output out(stream);
   out.line({"CLASS ", name.view(), "\n  SELECT\n"});
   out.line({"    1: ATTR(=,\"_event_id\"), VALUE(=,\"", Number(index).view(), "\");\n"});
@@ -162,10 +194,20 @@ void MapSpec::emitCds(FILE* stream, int index) {
   if (size_ > 0) out.line({"  MAP\n"});
   for (MsgMapEntry* e : maps) {
     if (!e->mapped()) continue;
-    if (e->kind() == printMap) out.flush();  // what stands before a PRINTF that ends the process is still written
-    out.line({"    ", e->getName().view(), " = ", e->cdsMap(this).view(), ";\n"});
+    if (e->kind() == printMap) {
+      const auto expansion = static_cast<const PrintMapEntry*>(e)->expand(*this);
+      if (!expansion) {
+        out.flush();  // what stands before it is still written, and before the report
+        quillon::report(*expansion.fault);
+        return false;
+      }
+      out.line({"    ", e->getName().view(), " = ", expansion.text.view(), ";\n"});
+    } else {
+      out.line({"    ", e->getName().view(), " = ", e->cdsMap(this).view(), ";\n"});
+    }
   }
   out.line({"END\n"});
+  return true;
 }
 
 const qlStrobj& MapSpec::bvalue(VarMapEntry* /*e*/) {
@@ -183,7 +225,11 @@ void MapSpec::appendSlot(MsgMapEntry* e) {
   quillon::retain(e);
   maps(e);
   ++size_;
-  if (index_) index_->append(e);
+  if (index_) {
+    index_->append(e);
+  } else if (size_ > kWalked) {
+    makeIndex();
+  }
 }
 
 void MapSpec::dropInherited() {
@@ -201,17 +247,5 @@ void MapSpec::dumpEntries() {
   for (MsgMapEntry* e : maps) e->dbgdump();
 }
 
-/// The index, made now if it is time for one; null while walking the list is faster.
-MapSpec::Index* MapSpec::indexed() {
-  if (!index_ && size_ > kWalked) index_ = std::make_unique<Index>(maps);
-  return index_.get();
-}
-
-/// The entry of `slot`; null when there is none.
-MsgMapEntry* MapSpec::find(const qlStrobj& slot) {
-  if (const Index* index = indexed()) return index->find(slot.view());
-  for (MsgMapEntry* e : maps) {
-    if (e->getName() == slot) return e;
-  }
-  return nullptr;
-}
+/// Makes the index anew, if it is time for one.
+void MapSpec::makeIndex() { index_ = size_ > kWalked ? std::make_unique<Index>(maps) : nullptr; }

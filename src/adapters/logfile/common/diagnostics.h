@@ -41,6 +41,11 @@ inline constexpr int kReaderLevel = 2;
 inline constexpr int kModelLevel = 6;
 inline constexpr int kDriverLevel = 7;
 
+/// The first of the two codes that reports carry.
+inline constexpr int kErrorCode = 1;
+inline constexpr int kModelCode = 3;
+inline constexpr int kWarningCode = 5;
+
 /// Makes exhausted memory a report and exit status 1 instead of an exception. For programs, before anything else.
 void exitWhenMemoryIsExhausted();
 
