@@ -53,7 +53,7 @@ void IndexBuilder::addRoot(const Ids& formats) {
 Index::Ref IndexBuilder::build(const Ids& formats, const Ranked& probes, std::vector<Probe>& asked) {
   if (formats.empty()) return {};
   if (formats.size() <= kLeaf) return makeLeaf(formats, asked);
-  Ranked ranked = probes;
+  Ranked ranked = formats.size() > kSmallSample ? allProbes(sampleOf(formats, kSample)) : probes;
   const Choice choice = choose(formats, ranked);
   if (choice.count == 0) return makeLeaf(formats, asked);
   return makeNode(choice, formats, ranked, asked, nullptr);
@@ -77,13 +77,15 @@ Index::Ref IndexBuilder::makeNode(const Choice& choice, const Ids& formats, cons
   std::size_t classes = 0;
   for (std::size_t i = 0; i < answered.size(); ++i) classes += i == 0 || answered[i].print != answered[i - 1].print;
 
+  const bool few = silent.size() <= kFewSilent;
+  if (classes < 2 && few) return makeLeaf(formats, asked);  // the sample was misleading
+
   const auto at = static_cast<std::uint32_t>(made_.nodes_.size());
   const auto size = static_cast<std::uint32_t>(std::bit_ceil(2 * classes));
   const auto children = static_cast<std::uint32_t>(made_.children_.size());
   made_.nodes_.emplace_back();
   made_.children_.resize(children + size, Index::Child{0, {}});
 
-  const bool few = silent.size() <= kFewSilent;
   const std::size_t askedBefore = asked.size();
   asked.insert(asked.end(), choice.probes.begin(), choice.probes.begin() + static_cast<std::ptrdiff_t>(choice.count));
   for (std::size_t i = 0; i < answered.size();) {
@@ -107,8 +109,7 @@ Index::Ref IndexBuilder::makeNode(const Choice& choice, const Ids& formats, cons
   } else if (silentOut) {
     *silentOut = std::move(silent);
   } else {
-    const Ranked fresh = silent.size() > kSmallSample ? allProbes(sampleOf(silent, kSample)) : probes;
-    node.besides = build(silent, fresh, asked);
+    node.besides = build(silent, probes, asked);
   }
   made_.nodes_[at] = node;
   return Index::Ref::node(at);
@@ -116,6 +117,12 @@ Index::Ref IndexBuilder::makeNode(const Choice& choice, const Ids& formats, cons
 
 Index::Ref IndexBuilder::makeLeaf(Ids formats, const std::vector<Probe>& asked) {
   const auto at = static_cast<std::uint32_t>(made_.candidates_.size());
+  if (getenv("QDBG") && formats.size() > 6) {
+    fprintf(stderr, "leaf %zu asked", formats.size());
+    for (auto& p : asked) fprintf(stderr, " (%d %d %d)", (int)p.part, p.position, p.parameter);
+    for (int i = 0; i < 3; ++i) fprintf(stderr, " place %u", facts_.formats()[formats[i]].place);
+    fprintf(stderr, "\n");
+  }
   std::sort(formats.begin(), formats.end(),
             [this](std::uint32_t a, std::uint32_t b) { return facts_.formats()[a].place < facts_.formats()[b].place; });
   for (const std::uint32_t id : formats) {
@@ -217,7 +224,7 @@ IndexBuilder::Choice IndexBuilder::choose(const Ids& formats, Ranked& probes) co
   for (const auto& entry : ranked) probes.push_back(entry.second);
 
   Choice best;
-  best.cost = costOfFormats(static_cast<double>(formats.size())) * 0.9;
+  best.cost = 0.5 * static_cast<double>(formats.size());  // of a leaf
   for (std::size_t count = 1; count <= Index::kMostProbes; ++count) {
     Choice longer = best;
     for (const Probe& probe : probes) {
@@ -255,8 +262,9 @@ double IndexBuilder::costOf(const Choice& choice, const Ids& sample, std::size_t
   const double silent = static_cast<double>(formats) - speaking;
   const double shared = count < 2 ? 1 : 1 + pairs * 2 / (count * (count - 1)) * (speaking - 1);
   const double probes = 0.5 * static_cast<double>(choice.count);
+  const double share = speaking / static_cast<double>(formats);
   if (silent <= kFewSilent) return probes + costOfFormats(shared + silent);
-  return probes + costOfFormats(shared) + 1 + costOfFormats(silent);
+  return probes + share * costOfFormats(shared) + 1 + costOfFormats(silent);
 }
 
 bool IndexBuilder::answerOf(const Choice& choice, std::uint32_t id, std::uint32_t& print) const {
