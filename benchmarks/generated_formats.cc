@@ -25,16 +25,6 @@ std::string generatedFormats(int blocks) {
   return text;
 }
 
-std::string generatedMessage(int number, int words) {
-  static const char* const kUsers[] = {"root", "operator", "www-data", "m.mustermann"};
-  const std::string n = std::to_string(number);
-  const auto w = static_cast<unsigned>(words);
-  return "Nov 21 10:" + std::to_string(10 + w % 50) + ":07 host" + std::to_string(w % 17) + " service" + n + "[" +
-         std::to_string(1000 + w % 9000) + "]: session of " + kUsers[w % 4] + " from 192.0.2." +
-         std::to_string(w % 256) + " port " + std::to_string(1024 + w % 60000) + " closed after " +
-         std::to_string(w % 100) + " seconds of work";
-}
-
 TemporaryFile::TemporaryFile(const std::string& text) : path_("/tmp/quillon-bench-XXXXXX") {
   const int descriptor = mkstemp(path_.data());
   std::FILE* const file = descriptor < 0 ? nullptr : fdopen(descriptor, "w");

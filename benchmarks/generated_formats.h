@@ -9,9 +9,6 @@ namespace quillon {
 /// one. The same `blocks` always give the same text.
 std::string generatedFormats(int blocks);
 
-/// A message that the block `number` of generatedFormats() describes, and no other; `words` varies its fields.
-std::string generatedMessage(int number, int words);
-
 /// Writes `text` to a new file, which is removed when this object goes.
 class TemporaryFile {
  public:

@@ -1,6 +1,7 @@
 #ifndef QUILLON_FOUNDATION_DESCRIPTOR_H_
 #define QUILLON_FOUNDATION_DESCRIPTOR_H_
 
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -31,14 +32,17 @@ class Descriptor {
   int descriptor_ = -1;
 };
 
-/// True when `descriptor` is open on the same regular file as `other` is, or as the path `other` leads to. A program that
-/// wrote to the one while it reads the other would read what it has written, without end.
+/// True when `descriptor` is open on the same regular file as `other` is, or as the path `other` leads to. A program
+/// that wrote to the one while it reads the other would read what it has written, without end.
 [[nodiscard]] bool areOneFile(int descriptor, int other);
 [[nodiscard]] bool areOneFile(int descriptor, const char* other);
 
 /// Writes all of `text`, however many writes that takes; waits where the descriptor does not block. 0, or the errno of
 /// the write that failed.
 [[nodiscard]] int writeAll(int descriptor, std::string_view text);
+/// The same of all `parts`, one behind the other, with as few writes as the system takes: one for up to 1024 parts, so
+/// that nobody else's text comes between them in a file that several append to.
+[[nodiscard]] int writeAll(int descriptor, std::span<const std::string_view> parts);
 
 }  // namespace quillon
 

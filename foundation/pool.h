@@ -7,97 +7,117 @@
 
 namespace quillon {
 
-/// Memory for what a format file makes by the million: list nodes, short texts, map entries, components. Taking a block
-/// and giving it back is a few instructions where the heap would look for neighbours to join. Memory given back is kept
-/// for blocks of the same size; blocks above kLargest come from the heap. For one thread. A build with the address
-/// sanitizer takes every block from the heap, so that its misuse is noticed.
+/// Memory for what a format file makes by the million: lists, short texts, map entries, components. Taking a block and
+/// giving it back is a few instructions where the heap would look for neighbours to join. What is given back is kept
+/// for blocks of the same size; blocks above kLargest come from the heap. For any number of threads: a block may be
+/// given back by another thread than the one that took it, and may outlive that thread.
 ///
 /// Blocks of one size lie in chunks, each with a list of its free ones, as in Bonwick's slab allocator (USENIX Summer
-/// 1994). So what is made in a row lies together also after much was given back in another order.
+/// 1994). So what is made in a row lies together also after much was given back in another order. Each thread takes
+/// from chunks of its own, without a lock; what another thread gives back waits for it in a list. When a thread ends,
+/// its chunks wait for the next one that begins.
+///
+/// A library built with the address sanitizer takes every block from the heap, so that misuse is noticed. That is the
+/// library's choice alone: the programs that use it may be built with the sanitizer or without.
 class Pool {
  public:
   static constexpr std::size_t kLargest = 256;
 
-  static void* allocate(std::size_t size) {
-    if (!pooled(size)) return ::operator new(size);
-    Chunk*& chunk = open_[sizeClass(size)];
-    if (!chunk) chunk = newChunk(sizeClass(size));
-    Free* const block = chunk->free;
-    chunk->free = block->next;
-    if (!chunk->free) chunk = chunk->next;
-    return block;
+  /// A block of `size` bytes, aligned to 16 where `size` is a multiple of that, else to 8. Throws std::bad_alloc.
+  [[nodiscard]] static void* allocate(std::size_t size) {
+    if (size > kLargest) return ::operator new(size);
+    Chunk* const chunk = mine_->open[sizeClass(size)];
+    return chunk ? take(chunk) : refill(sizeClass(size));
   }
 
   /// `size` is what the block was asked for with.
-  static void deallocate(void* block, std::size_t size) {
-    if (!pooled(size)) {
+  static void deallocate(void* block, std::size_t size) noexcept {
+    if (size > kLargest) {
       ::operator delete(block);
-      return;
+    } else if (mine_ != &none_ && chunkOf(block)->owner == mine_) {
+      put(chunkOf(block), block);
+    } else {
+      giveBack(block);
     }
-    const std::uintptr_t within = reinterpret_cast<std::uintptr_t>(block) & (kChunk - 1);
-    auto* const chunk = reinterpret_cast<Chunk*>(static_cast<char*>(block) - within);
-    Chunk*& open = open_[sizeClass(size)];
-    if (!chunk->free) {
-      chunk->next = open;
-      open = chunk;
-    }
-    chunk->free = new (block) Free{chunk->free};
   }
 
  private:
   struct Free {
     Free* next;
   };
+  struct Shelf;
 
   /// The start of each piece of memory that is cut into blocks.
   struct Chunk {
-    Chunk* next;  ///< The next one with free blocks, of those of the same size.
-    Free* free;   ///< Null when all blocks are taken; the chunk is then in no list.
+    Shelf* owner;
+    Chunk* next;  ///< The next open one of the same owner and size.
+    Free* free;   ///< Null when all blocks are taken; otherwise the chunk is among the open ones.
+    std::uint32_t sizeClass;
+    std::uint32_t uncut;  ///< Where the bytes begin that have not been cut into blocks.
   };
 
+  static constexpr std::size_t kStep = 8;
+  static constexpr std::size_t kClasses = kLargest / kStep + 1;
   static constexpr std::uintptr_t kChunk = 16384;  ///< Size and alignment.
 
-  static constexpr bool pooled(std::size_t size) {
-#ifdef __SANITIZE_ADDRESS__
-    return size == 0;
-#else
-    return size <= kLargest;
-#endif
+  static constexpr std::size_t sizeClass(std::size_t size) { return (size + kStep - 1) / kStep; }
+
+  static Chunk* chunkOf(void* block) {
+    return reinterpret_cast<Chunk*>(static_cast<char*>(block) -
+                                    (reinterpret_cast<std::uintptr_t>(block) & (kChunk - 1)));
   }
 
-  static constexpr std::size_t sizeClass(std::size_t size) { return (size + sizeof(Free) - 1) / sizeof(Free); }
+  /// What the chunks of one thread are reached by.
+  struct Shelf {
+    Chunk* open[kClasses];  ///< By size: the chunks with free blocks.
+  };
+  struct Stock;
 
-  /// Its blocks are handed out in the order of their addresses.
-  static Chunk* newChunk(std::size_t index) {
-    const std::size_t size = index * sizeof(Free);
-    char* const memory = nextChunk();
-    Chunk* const chunk = new (memory) Chunk{nullptr, nullptr};
-    for (std::size_t i = (kChunk - sizeof(Chunk)) / size; i-- > 0;) {
-      chunk->free = new (memory + sizeof(Chunk) + i * size) Free{chunk->free};
+  static void* take(Chunk* chunk) {
+    Free* const block = chunk->free;
+    chunk->free = block->next;
+    if (!chunk->free) cut(chunk);
+    return block;
+  }
+
+  static void put(Chunk* chunk, void* block) {
+    if (!chunk->free) {
+      chunk->next = chunk->owner->open[chunk->sizeClass];
+      chunk->owner->open[chunk->sizeClass] = chunk;
     }
-    return chunk;
+    chunk->free = new (block) Free{chunk->free};
   }
 
-  /// Chunks come from the heap many at a time: each alone would cost another one for its alignment.
-  static char* nextChunk() {
-    if (left_ == 0) {
-      reserve_ = static_cast<char*>(::operator new (kReserve* kChunk, std::align_val_t{kChunk}));
-      left_ = kReserve;
-    }
-    return reserve_ + (kReserve - left_--) * kChunk;
-  }
+  static void cut(Chunk* chunk) noexcept;
+  static void* refill(std::size_t index);
+  static void giveBack(void* block) noexcept;
 
-  static constexpr std::size_t kReserve = 64;
-  static inline char* reserve_ = nullptr;
-  static inline std::size_t left_ = 0;                           ///< Chunks of `reserve_` that have not been used.
-  static inline Chunk* open_[kLargest / sizeof(Free) + 1] = {};  ///< By size: the chunks with free blocks.
+  static Shelf none_;  ///< That of a thread that has none: empty.
+  static constinit thread_local Shelf* mine_;
 };
 
-/// Base of classes whose objects, and those of their derived classes, come from the pool.
+/// Base of classes whose objects, and those of their derived classes, come from the pool. Objects that want more
+/// alignment than others, and arrays, come from the heap.
 class Pooled {
  public:
   static void* operator new(std::size_t size) { return Pool::allocate(size); }
-  static void operator delete(void* block, std::size_t size) { Pool::deallocate(block, size); }
+  /// Null when memory is exhausted. An object whose constructor throws keeps its block: nobody knows its size.
+  static void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    try {
+      return Pool::allocate(size);
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
+  }
+  static void* operator new(std::size_t /*size*/, void* place) noexcept { return place; }
+  static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+
+  static void operator delete(void* block, std::size_t size) noexcept { Pool::deallocate(block, size); }
+  static void operator delete(void* /*block*/, const std::nothrow_t& /*tag*/) noexcept {}
+  static void operator delete(void* /*block*/, void* /*place*/) noexcept {}
+  static void operator delete(void* block, std::size_t /*size*/, std::align_val_t alignment) noexcept {
+    ::operator delete(block, alignment);
+  }
 };
 
 }  // namespace quillon

@@ -34,28 +34,32 @@ std::size_t qlStrobj::repSize(int room) { return sizeof(srep) + static_cast<std:
 
 qlStrobj::srep* qlStrobj::makeRep(int room) { return new (quillon::Pool::allocate(repSize(room))) srep{1, room}; }
 
-/// One representation serves all null strings, another all cleared ones. Their own reference keeps them for ever, so
-/// they are never private and never written to.
+/// One representation serves all null strings, another all cleared ones.
 qlStrobj::srep* qlStrobj::sharedNull() {
-  static srep null{1, 0};
+  static constinit srep null{kPermanent, 0};
   return &null;
 }
 
 qlStrobj::srep* qlStrobj::sharedEmpty() {
-  static srep* const empty = [] {
-    srep* made = makeRep(1);
-    *made->str() = '\0';
-    return made;
-  }();
-  return empty;
+  static constinit struct {
+    srep rep{kPermanent, 1};
+    char text[1] = "";
+  } empty;
+  return &empty.rep;
 }
 
 qlStrobj::srep* qlStrobj::retained(srep* shared) {
-  if (shared) ++shared->refs;
+  if (shared && shared->refs != kPermanent) ++shared->refs;
   return shared;
 }
 
-qlStrobj::qlStrobj() : rep(retained(sharedNull())), len(0), capacity(0) {}
+qlStrobj qlStrobj::permanent(std::string_view text) {
+  qlStrobj made(text);
+  made.rep->refs = kPermanent;
+  return made;
+}
+
+qlStrobj::qlStrobj() : rep(sharedNull()), len(0), capacity(0) {}
 
 qlStrobj::qlStrobj(const char* text) : qlStrobj() {
   if (text) assign(text);
@@ -78,7 +82,7 @@ qlStrobj qlStrobj::operator=(const char* text) {
   if (text) {
     assign(text);
   } else {
-    adopt(retained(sharedNull()), 0);
+    adopt(sharedNull(), 0);
     capacity = 0;
   }
   return *this;
@@ -98,19 +102,19 @@ void qlStrobj::clear() {
     len = 0;
     return;
   }
-  adopt(retained(sharedEmpty()), 0);
+  adopt(sharedEmpty(), 0);
   capacity = 0;
 }
 
 char& qlStrobj::operator[](int i) {
   if (i < 0 || (!isNull() && i > len)) std::fputs("index out of range", stderr);
-  static char none;
+  static thread_local char none;
   if (isNull()) return none = '\0';
-  return rep->str()[i];
+  return getString()[i];
 }
 
 char* qlStrobj::setString(const char* text) {
-  if (text && !isNull()) std::strcpy(rep->str(), text);
+  if (text && !isNull()) std::strcpy(getString(), text);
   return getString();
 }
 
@@ -193,7 +197,8 @@ void qlStrobj::center(int n) {
 
 void qlStrobj::remove(int n) {
   if (n <= 0 || n >= len) return;
-  std::memmove(rep->str(), rep->str() + n, static_cast<std::size_t>(len - n) + 1);
+  char* const text = getString();
+  std::memmove(text, text + n, static_cast<std::size_t>(len - n) + 1);
   measure();
 }
 
@@ -239,7 +244,7 @@ bool qlStrobj::operator!=(const qlStrobj& other) const {
 }
 
 void qlStrobj::letGo() {
-  if (rep && --rep->refs == 0) quillon::Pool::deallocate(rep, repSize(rep->room));
+  if (rep && rep->refs != kPermanent && --rep->refs == 0) quillon::Pool::deallocate(rep, repSize(rep->room));
 }
 
 /// Takes over the caller's reference on `fresh`, whose text is `length` long, in place of the present representation.

@@ -11,6 +11,9 @@
 /// longer than about 1 GB count as memory exhaustion (the installed new-handler runs, then std::bad_alloc).
 ///
 /// The null string has no text at all. It equals another null string and a null text, and differs from "".
+///
+/// Copies of a string count on one counter, so all of them belong to one thread at a time. Null strings, cleared ones
+/// and copies of a permanent() one are free of that.
 class qlStrobj : public quillon::Pooled {
  public:
   qlStrobj();
@@ -21,6 +24,10 @@ class qlStrobj : public quillon::Pooled {
   /// Leaves `other` without a representation: it may be assigned to and destroyed, and equals nothing.
   qlStrobj(qlStrobj&& other) noexcept;
   virtual ~qlStrobj();
+
+  /// A string that any thread may copy, for texts that live as long as the process. Its text is never written to: who
+  /// asks for it in order to write, through any member that is not const, gets a copy of his own first.
+  static qlStrobj permanent(std::string_view text);
 
   /// Both assignments return a copy of this string, which shares its text.
   qlStrobj operator=(const char* text);       // NOLINT(misc-unconventional-assign-operator)
@@ -40,12 +47,15 @@ class qlStrobj : public quillon::Pooled {
     return reinterpret_cast<const unsigned char*>(getString());
   }
   const char* getString() const { return rep ? rep->str() : nullptr; }
-  char* getString() { return rep ? rep->str() : nullptr; }
+  char* getString() {
+    if (isPermanent()) unshare();
+    return rep ? rep->str() : nullptr;
+  }
   /// The text without its terminator; empty for the null string.
   std::string_view view() const { return {isNull() ? "" : getString(), static_cast<std::size_t>(len)}; }
 
   int size() const { return len; }
-  bool isNull() const { return !getString(); }
+  bool isNull() const { return !rep || rep->room == 0; }
   /// The bytes asked for by the constructors, assignments and appends so far (see growth()). Editing operations leave
   /// it as it was, so it may differ from the room there is.
   int allocated() const { return capacity; }
@@ -95,10 +105,12 @@ class qlStrobj : public quillon::Pooled {
  private:
   /// The shared representation: this header, then `room` bytes of text in the same block. The null string's has none.
   struct srep {
-    int refs;
+    int refs;  ///< kPermanent when it is not counted, as any thread may hold it.
     int room;
     char* str() { return room > 0 ? reinterpret_cast<char*>(this + 1) : nullptr; }
   };
+
+  static constexpr int kPermanent = -1;
 
   static std::size_t repSize(int room);
   static srep* makeRep(int room);
@@ -108,6 +120,7 @@ class qlStrobj : public quillon::Pooled {
 
   bool sameText(const qlStrobj& other) const;
   bool isPrivate() const { return rep && rep->refs == 1; }
+  bool isPermanent() const { return rep && rep->refs == kPermanent && rep->room > 0; }
   void letGo();
   void adopt(srep* fresh, int length);
   void assign(std::string_view text);

@@ -15,14 +15,16 @@ constexpr std::chrono::milliseconds kInterval(250);
 }  // namespace
 
 Progress::Progress(int descriptor) {
-  struct stat file;
-  if (!isatty(STDERR_FILENO) || isatty(STDOUT_FILENO) || fstat(descriptor, &file) != 0 || !S_ISREG(file.st_mode))
-    return;
+  struct stat file {};  // stays so when nothing can be known, and is then no regular one
+  fstat(descriptor, &file);
+  if (!isatty(STDERR_FILENO) || isatty(STDOUT_FILENO) || !S_ISREG(file.st_mode)) return;
   const off_t left = file.st_size - std::max<off_t>(lseek(descriptor, 0, SEEK_CUR), 0);
   if (left > 0) total_ = static_cast<std::uint64_t>(left);
 }
 
-Progress::~Progress() {
+Progress::~Progress() { hide(); }
+
+void Progress::hide() {
   if (width_ > 0) replaceLine("");
 }
 

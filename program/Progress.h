@@ -21,6 +21,9 @@ class Progress {
     if (total_ > 0) showNow(done);
   }
 
+  /// Takes the line away until the next show(), to make place for a message.
+  void hide();
+
   /// "42 %, 5.3 MB/s, 1:07 left" when `done` of `total` bytes took `seconds`.
   static std::string text(std::uint64_t done, std::uint64_t total, double seconds);
 

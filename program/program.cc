@@ -1,6 +1,7 @@
 #include "program/program.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,6 +11,8 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "foundation/descriptor.h"
+#include "foundation/visible.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 
 namespace quillon {
@@ -21,6 +24,29 @@ void prepareProcess() {
   }
   for (int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
   exitWhenMemoryIsExhausted();
+}
+
+void complain(const char* program, const char* failed, std::string_view name, int error) {
+  std::fprintf(stderr, "%s: cannot %s %s: %s\n", program, failed, visible(name).c_str(), std::strerror(error));
+}
+
+void complainOfWritten(const char* program, std::string_view name) {
+  std::fprintf(stderr, "%s: %s is written to, so it cannot be read: name another output\n", program,
+               visible(name).c_str());
+}
+
+bool canRead(const char* program, const char* path) {
+  struct stat file {};
+  if (areOneFile(STDOUT_FILENO, path)) {
+    complainOfWritten(program, path);
+  } else if (stat(path, &file) != 0 || faccessat(AT_FDCWD, path, R_OK, AT_EACCESS) != 0) {
+    complain(program, "open", path, errno);
+  } else if (S_ISDIR(file.st_mode)) {
+    complain(program, "read", path, EISDIR);
+  } else {
+    return true;
+  }
+  return false;
 }
 
 int outputFailed(const char* program) {

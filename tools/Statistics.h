@@ -5,10 +5,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <mutex>
 #include <string>
 #include <vector>
 
 namespace quillon {
+
+/// How often each class, and none, has bound a message. One for each thread.
+struct MatchCounts {
+  explicit MatchCounts(std::size_t classes) : bound(classes) {}
+
+  std::vector<std::uint64_t> bound;  ///< For each class, in the order of the file.
+  std::uint64_t unmatched = 0;
+};
 
 /// What became of the messages of one run, and how fast. Time counts from when this object is made.
 class Statistics {
@@ -16,8 +25,8 @@ class Statistics {
   /// The classes in the order in which they are to be told.
   explicit Statistics(std::vector<std::string> classes);
 
-  void countBound(std::size_t place) { ++bound_[place]; }
-  void countUnmatched() { ++unmatched_; }
+  /// For any thread; all else is for one that is alone.
+  void add(const MatchCounts& counts);
   void addBytes(std::uint64_t bytes) { bytes_ += bytes; }
 
   /// Messages, bound ones, those of each class that has any, unmatched ones, bytes, and millions of bytes a second.
@@ -26,8 +35,8 @@ class Statistics {
  private:
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   const std::vector<std::string> classes_;
-  std::vector<std::uint64_t> bound_;  ///< For each of `classes_`.
-  std::uint64_t unmatched_ = 0;
+  std::mutex adding_;
+  MatchCounts counts_;
   std::uint64_t bytes_ = 0;
 };
 

@@ -35,6 +35,7 @@ int main(int argc, char* argv[]) {
   app.add_option("FORMATS", formats, "The format file")->required()->type_name("");
   app.add_flag("--dump", dumps, "Write the blocks, their components and slots for debugging instead");
   if (const std::optional<int> status = quillon::parseOptions(app, argc, argv)) return *status;
+  if (!quillon::canRead(kProgram, formats.c_str())) return EXIT_FAILURE;
 
   LogDriver reader(formats.c_str(), nullptr, 1);
   const bool written = dumps ? dump(reader) : reader.write_fmt(nullptr) == 1;

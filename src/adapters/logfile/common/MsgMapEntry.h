@@ -130,6 +130,9 @@ class PrintMapEntry : public MsgMapEntry {
   MsgMapEntry* addRule(const char* text, MapSpec* spec) override;
   void dbgdump() override;
 
+  /// The format text with its quotes, then the names of the argument slots.
+  const qlList<qlStrobj*>& parts() const { return args; }
+
  private:
   friend class quillon::PrintExpression;
 

@@ -3,68 +3,60 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <string_view>
+#include <string>
+
+#include "src/adapters/logfile/source/MessageBlock.h"
 
 namespace quillon {
 
-/// Takes a stream of bytes apart into messages, each ended by a delimiter or by the end of the stream. Needs no more
-/// memory than a fixed buffer or, where that is larger, twice the longest message.
+/// Takes a stream of bytes apart into messages, each ended by a delimiter or by the end of the stream, and hands them
+/// out in blocks. A block holds as many messages as the stream has ready, up to its size: what comes slowly is not
+/// waited for. One thread at a time.
 ///
-/// A message that is longer than a limit comes in pieces: nothing can bind it, but none of it is lost.
+/// A message that is longer than a limit, or for which there is no memory, comes in pieces: nothing can bind it, but
+/// none of it is lost. What stands behind the first NUL byte of a message does not count and takes no room.
 class MessageReader {
  public:
   /// In bytes. Three times as much, the most that a message can grow to when it is converted to UTF-8, still is a
   /// length that a qlStrobj can have.
   static constexpr std::size_t kLongest = 350'000'000;
+  /// Of a block, in bytes; a longer message has a block of its own.
+  static constexpr std::size_t kBlock = 131072;
 
-  /// Reads from `descriptor`, which stays the caller's.
-  MessageReader(int descriptor, char delimiter, std::size_t longest = kLongest);
+  /// Reads from `descriptor`, which stays the caller's. Waits where that has nothing to read, until `wakeup`, unless
+  /// it is -1, can be read.
+  MessageReader(int descriptor, char delimiter, std::size_t longest = kLongest, int wakeup = -1);
 
-  /// Moves on to the next message or piece. False at the end of the stream, and when reading fails, which also loses
-  /// an unfinished message.
-  bool next();
+  /// Fills `block` with what comes next. False at the end of the stream, when woken up, and when reading fails; the
+  /// latter two lose an unfinished message. Throws std::bad_alloc when there is no memory for a block at all.
+  bool fill(MessageBlock& block);
 
-  /// The message or piece without its delimiter, valid until next(). A NUL byte stands behind a message. There may be
-  /// more NUL bytes in it: it is understood to end at the first.
-  std::string_view text() const { return text_; }
-  /// True when text() is one piece of a message that is too long, and true when it is the last of these.
-  bool isPiece() const { return piece_; }
-  bool isLastPiece() const { return piece_ && !inPieces_; }
-
-  /// The bytes of the stream up to the end of text() and its delimiter.
+  /// The bytes of the stream up to the end of the latest block.
   std::uint64_t bytes() const { return bytes_; }
   /// The errno of the read that failed; 0 when none has.
   int error() const { return error_; }
 
  private:
-  static constexpr std::size_t kLeastRead = 32768;
-
-  bool fill();
-  void findNul();
-  void forgetBehindNul();
-  void grow();
-  void deliver(std::size_t length, std::size_t delimiters);
+  bool fillWithMessages(MessageBlock& block);
+  bool fillWithPiece(MessageBlock& block);
+  void read(MessageBlock& block);
+  bool isReady(int milliseconds);
+  bool skipBehindNul(MessageBlock& block);
+  bool grow(MessageBlock& block) const;
+  void deliver(MessageBlock& block, std::size_t size, std::size_t delimiters);
 
   const int descriptor_;
+  const int wakeup_;
   const char delimiter_;
   const std::size_t longest_;
+  const std::size_t room_;  ///< Of a block, unless a message needs more.
 
-  std::size_t room_ = 4 * kLeastRead;
-  std::unique_ptr<char[]> buffer_;  ///< `room_` bytes and one for the NUL behind the last message.
-  std::size_t begin_ = 0;           ///< Where the message at hand begins,
-  std::size_t searched_ = 0;        ///< from where its delimiter is still to be looked for,
-  std::size_t end_ = 0;             ///< and where the bytes end that were read.
+  bool reading_ = true;  ///< False at the end, after a failure, and when woken up.
   bool atEnd_ = false;
   int error_ = 0;
-
-  std::size_t nul_ = 0;          ///< The message's first NUL byte, or from where it is still to be looked for.
-  bool nulFound_ = false;        ///< What stands behind it need not be kept,
-  std::uint64_t forgotten_ = 0;  ///< and so many bytes were not.
-
-  std::string_view text_;
-  bool piece_ = false;
-  bool inPieces_ = false;  ///< The message of which text() is a piece goes on.
+  bool inPieces_ = false;      ///< The next bytes belong to a message that is too long.
+  std::string carried_;        ///< What was read behind the end of the latest block.
+  std::uint64_t dropped_ = 0;  ///< Bytes of the message at hand that stand behind its NUL byte.
   std::uint64_t bytes_ = 0;
 };
 

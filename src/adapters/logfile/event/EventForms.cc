@@ -1,0 +1,203 @@
+#include "src/adapters/logfile/event/EventForms.h"
+
+#include <algorithm>
+#include <functional>
+#include <set>
+#include <unordered_set>
+#include <utility>
+
+#include "foundation/utf8.h"
+#include "src/adapters/logfile/common/FormatSpec.h"
+#include "src/adapters/logfile/common/LogDriver.h"
+#include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/event/EventWriter.h"
+#include "src/adapters/logfile/event/json_text.h"
+
+namespace quillon {
+namespace {
+
+/// The names of the slots of `format` as an object has them: UTF-8, and each only once.
+std::vector<std::string> objectKeys(const FormatSpec& format) {
+  std::vector<std::string> keys;
+  std::set<std::string> taken;
+  std::string room;
+  for (const MsgMapEntry* entry : format.getMaps()) {
+    const std::string_view name = entry->getName().view();
+    keys.emplace_back(repairUtf8(name, room));
+    if (keys.back() == name) taken.insert(keys.back());
+  }
+  std::size_t i = 0;
+  for (const MsgMapEntry* entry : format.getMaps()) {
+    std::string& key = keys[i++];
+    if (key == entry->getName().view()) continue;  // names of a format differ
+    const std::string repaired = key;
+    for (int n = 2; !taken.insert(key).second; ++n) key = repaired + "#" + std::to_string(n);
+  }
+  return keys;
+}
+
+}  // namespace
+
+/// Takes the formats apart, one after the other.
+class EventForms::Builder {
+ public:
+  explicit Builder(EventForms& forms) : forms_(forms), texts_(1000, TextHash{&forms}, SameText{&forms}) {}
+
+  void add(FormatSpec& format, std::size_t id) {
+    mark();
+    forms_.form_ == EventForm::kJson ? addObject(format, id) : addLine(format);
+    if (!text_.empty()) endPiece(kNothing);
+  }
+
+  void finish() {
+    mark();
+    forms_.texts_.append(EventWriter::kStride, '\0');
+    forms_.texts_.shrink_to_fit();
+    forms_.pieces_.shrink_to_fit();
+  }
+
+ private:
+  struct Text {
+    std::uint32_t place;
+    std::uint16_t size;
+  };
+  struct TextHash {
+    const EventForms* forms;
+    std::size_t operator()(const Text& text) const {
+      return std::hash<std::string_view>()(forms->view(text.place, text.size));
+    }
+  };
+  struct SameText {
+    const EventForms* forms;
+    bool operator()(const Text& a, const Text& b) const {
+      return forms->view(a.place, a.size) == forms->view(b.place, b.size);
+    }
+  };
+
+  /// The next format begins here.
+  void mark() { forms_.formats_.push_back({static_cast<std::uint32_t>(forms_.pieces_.size()), 0, 0}); }
+
+  void addLine(FormatSpec& format) {
+    (text_ += "EVENT ") += format.getName().view();
+    for (MsgMapEntry* entry : format.getMaps()) {
+      ((text_ += " `") += entry->getName().view()) += "=";
+      slot(*entry, format);
+      text_ += "'";
+    }
+    text_ += " END";
+  }
+
+  void addObject(FormatSpec& format, std::size_t id) {
+    text_ += "{\"class\":\"";
+    appendJson(text_, format.getName().view());
+    text_ += "\",\"event_id\":" + std::to_string(id) + ",\"slots\":{";
+    const std::vector<std::string> keys = objectKeys(format);
+    std::size_t i = 0;
+    for (MsgMapEntry* entry : format.getMaps()) {
+      text_ += i == 0 ? "\"" : ",\"";
+      appendJson(text_, keys[i++]);
+      text_ += "\":\"";
+      slot(*entry, format);
+      text_ += '"';
+    }
+    text_ += "},\"values\":[";
+    for (int n = 1; n <= std::min(format.numvars(), FormatSpec::kMaxVariables); ++n) {
+      text_ += n == 1 ? "\"" : ",\"";
+      endPiece(static_cast<std::uint8_t>(n));
+      text_ += '"';
+    }
+    text_ += "]}";
+  }
+
+  void slot(MsgMapEntry& entry, FormatSpec& format) {
+    if (entry.kind() == printMap) {
+      print(static_cast<PrintMapEntry&>(entry), format);
+    } else {
+      source(entry, format);
+    }
+    endConstant();
+  }
+
+  /// Each "%s" of the text takes the next argument, as PrintMapEntry::svalue() has it.
+  void print(const PrintMapEntry& entry, FormatSpec& format) {
+    auto argument = entry.parts().begin();
+    if (argument == entry.parts().end()) return;
+    std::string_view text = (*argument)->view();
+    text = text.size() < 2 ? "" : text.substr(1, text.size() - 2);
+    std::size_t at = 0;
+    while (++argument != entry.parts().end() && (at = text.find("%s", at)) != std::string_view::npos) {
+      int ignored = 0;
+      MsgMapEntry* const found = format.getmap((*argument)->getString(), ignored);
+      at += 2;
+      if (!found || found->kind() == printMap) continue;
+      constant_ += text.substr(0, at - 2);
+      source(*found, format);
+      text.remove_prefix(std::exchange(at, 0));
+    }
+    constant_ += text;
+  }
+
+  /// The value of an entry that is no PRINTF.
+  void source(MsgMapEntry& entry, FormatSpec& format) {
+    const int n = entry.position();
+    if (entry.kind() == varMap && n >= 1 && n <= std::min(format.numvars(), FormatSpec::kMaxVariables)) {
+      value(static_cast<std::uint8_t>(n));
+    } else if (entry.kind() == defaultMap) {
+      value(kDefault);
+    } else if (entry.kind() == labelMap) {
+      value(kLabel);
+    } else if (entry.kind() == filenameMap) {
+      value(kFileName);
+    } else {
+      constant_ += entry.svalue(&format).view();
+    }
+  }
+
+  void value(std::uint8_t value) {
+    endConstant();
+    endPiece(value);
+  }
+
+  /// Constants are escaped as a whole: a character may be in two of them.
+  void endConstant() {
+    forms_.form_ == EventForm::kJson ? appendJson(text_, constant_) : void(text_ += constant_);
+    constant_.clear();
+  }
+
+  void endPiece(std::uint8_t value) {
+    Format& format = forms_.formats_.back();
+    format.fixed += static_cast<std::uint32_t>(text_.size());
+    format.uses += value == kNothing ? 0 : 1;
+    std::string_view text = text_;
+    for (; text.size() > UINT16_MAX; text.remove_prefix(UINT16_MAX)) addPiece(text.substr(0, UINT16_MAX), kNothing);
+    addPiece(text, value);
+    text_.clear();
+  }
+
+  void addPiece(std::string_view text, std::uint8_t value) {
+    const auto place = static_cast<std::uint32_t>(forms_.texts_.size());
+    forms_.texts_ += text;
+    const auto [known, isNew] = texts_.insert({place, static_cast<std::uint16_t>(text.size())});
+    if (!isNew) forms_.texts_.resize(place);
+    forms_.pieces_.push_back({known->place, known->size, value});
+  }
+
+  EventForms& forms_;
+  std::unordered_set<Text, TextHash, SameText> texts_;
+  std::string text_;      ///< Of the next piece,
+  std::string constant_;  ///< and behind it what must still be escaped.
+};
+
+std::shared_ptr<const EventForms> EventForms::make(const LogDriver& driver, EventForm form, FormatOrder order) {
+  std::shared_ptr<EventForms> forms(new EventForms(form));
+  Builder builder(*forms);
+  std::vector<FormatSpec*> formats;
+  for (FormatSpec* format : driver.getFormats()) formats.push_back(format);
+  for (std::size_t i = 0; i < formats.size(); ++i) {
+    builder.add(*formats[i], order == FormatOrder::kOfFile ? i : formats.size() - 1 - i);
+  }
+  builder.finish();
+  return forms;
+}
+
+}  // namespace quillon

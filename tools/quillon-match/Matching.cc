@@ -1,0 +1,104 @@
+#include "tools/quillon-match/Matching.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+#include "foundation/visible.h"
+#include "program/Interruption.h"
+#include "program/program.h"
+#include "src/adapters/logfile/common/FormatSpec.h"
+#include "src/adapters/logfile/common/LogDriver.h"
+#include "tools/quillon-match/MatchWorker.h"
+
+namespace quillon {
+namespace {
+
+constexpr const char* kProgram = "quillon-match";
+
+std::vector<std::string> classes(const LogDriver& driver) {
+  std::vector<std::string> names;
+  for (const FormatSpec* format : driver.getFormats()) names.emplace_back(format->getName().view());
+  return names;
+}
+
+/// Puts the formats into the order in which they are tried, and reports which variables have no slot, or several.
+FormatOrder arrange(LogDriver& driver, bool fileOrder) {
+  if (!fileOrder) {
+    driver.orderFmts();
+    return FormatOrder::kLastFirst;
+  }
+  for (FormatSpec* format : driver.getFormats()) format->verifySlot();
+  return FormatOrder::kOfFile;
+}
+
+/// The file for messages that nothing binds; false when it cannot be used. Not asked for, it is none.
+bool openUnmatched(const MatchOptions& options, Descriptor& file) {
+  if (options.unmatched.empty()) return true;
+  file = Descriptor(open(options.unmatched.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+  if (!file) {
+    complain(kProgram, "open", options.unmatched, errno);
+  } else if (areOneFile(file.get(), options.formats.c_str())) {
+    complainOfWritten(kProgram, options.formats);
+  } else if (areOneFile(file.get(), STDOUT_FILENO)) {
+    std::fprintf(stderr, "%s: %s is standard output, too: name another file\n", kProgram,
+                 visible(options.unmatched).c_str());
+  } else {
+    return true;
+  }
+  return false;
+}
+
+/// Says what could not be written. Whoever closes a pipe has seen enough: neither worth a word nor a failure.
+bool allWritten(const Output& output, const std::string& name) {
+  if (output.error() == 0 || output.error() == EPIPE) return true;
+  complain(kProgram, "write", name, output.error());
+  return false;
+}
+
+}  // namespace
+
+int match(const MatchOptions& options) {
+  if (!canRead(kProgram, options.formats.c_str())) return EXIT_FAILURE;
+  LogDriver driver(options.formats.c_str(), nullptr, 1);
+  Statistics statistics(classes(driver));
+  const FormatOrder order = arrange(driver, options.fileOrder);
+  Descriptor unmatchedFile;
+  if (!openUnmatched(options, unmatchedFile)) return EXIT_FAILURE;
+
+  const Interruption interruption;
+  const auto isWritten = [&](int log) {
+    return areOneFile(log, STDOUT_FILENO) || areOneFile(log, unmatchedFile.get());
+  };
+  LogInput input({kProgram, options.delimiter(), options.maxMessage, isWritten}, options.logs);
+  Output events(STDOUT_FILENO);
+  Output unmatched(unmatchedFile.get());
+  MatchRun run{.input = input,
+               .events = events,
+               .unmatched = unmatchedFile ? &unmatched : nullptr,
+               .statistics = statistics,
+               .forms = EventForms::make(driver, options.output == "json" ? EventForm::kJson : EventForm::kText, order),
+               .makeBinder = [&] { return makePlainBinder(driver, options.eventLog); },
+               .delimiter = options.delimiter(),
+               .order = order,
+               .writesEachLine = options.lineBuffered || isatty(STDOUT_FILENO),
+               .showsControls = options.output == "event" && isatty(STDOUT_FILENO),
+               .survivesNoMemory = false};
+  std::set_new_handler(nullptr);  // what is bound by then is written first
+  runInOrder(1, [&run] { return std::make_unique<MatchWorker>(run); });
+
+  statistics.addBytes(input.bytes());
+  bool succeeded = !input.failed() && !run.exhausted;
+  if (run.exhausted) std::fprintf(stderr, "%s: out of memory\n", kProgram);
+  succeeded = allWritten(events, "standard output") && succeeded;
+  succeeded = allWritten(unmatched, options.unmatched) && succeeded;
+  if (options.stats) statistics.write(stderr);
+  Interruption::endIfAsked();
+  return succeeded ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+}  // namespace quillon

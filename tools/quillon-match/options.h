@@ -1,0 +1,33 @@
+#ifndef QUILLON_TOOLS_QUILLON_MATCH_OPTIONS_H_
+#define QUILLON_TOOLS_QUILLON_MATCH_OPTIONS_H_
+
+#include <CLI/App.hpp>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "src/adapters/logfile/source/MessageReader.h"
+
+namespace quillon {
+
+struct MatchOptions {
+  std::string formats;
+  std::vector<std::string> logs;  ///< "-" is standard input.
+  std::string output = "event";
+  std::size_t maxMessage = MessageReader::kLongest;
+  bool nulEnded = false;
+  bool fileOrder = false;
+  std::string unmatched;  ///< Empty: not kept.
+  bool eventLog = false;
+  bool stats = false;
+  bool lineBuffered = false;
+
+  char delimiter() const { return nulEnded ? '\0' : '\n'; }
+};
+
+/// Makes `app` read its command line into `options`.
+void describe(CLI::App& app, MatchOptions& options);
+
+}  // namespace quillon
+
+#endif  // QUILLON_TOOLS_QUILLON_MATCH_OPTIONS_H_
