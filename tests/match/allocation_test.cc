@@ -36,7 +36,10 @@ TEST(Engine, AsksForNoMemoryOnceWarm) {
     Matcher matcher(FormatSet::make(*driver));
     std::vector<std::string> messages(200);
     for (std::string& message : messages) message = generator.message();
-    for (const std::string& message : messages) matcher.bind(message, message.size() % 4 == 0);
+    // More than once: the rooms in which values are put together change places, and each grows on its own.
+    for (int round = 0; round < 4; ++round) {
+      for (const std::string& message : messages) matcher.bind(message, message.size() % 4 == 0);
+    }
     const long before = allocations;
     for (const std::string& message : messages) bound += matcher.bind(message, message.size() % 4 == 0) != nullptr;
     ASSERT_EQ(before, allocations) << "seed " << seed;
