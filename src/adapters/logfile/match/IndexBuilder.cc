@@ -10,6 +10,8 @@ namespace quillon {
 
 namespace {
 
+constexpr double kUseless = 1e9;
+
 /// What it costs to go on with so many formats.
 double costOfFormats(double formats) {
   return formats <= 2 ? formats : std::min(formats, 2 + 2 * std::log2(formats / 2));
@@ -117,12 +119,6 @@ Index::Ref IndexBuilder::makeNode(const Choice& choice, const Ids& formats, cons
 
 Index::Ref IndexBuilder::makeLeaf(Ids formats, const std::vector<Probe>& asked) {
   const auto at = static_cast<std::uint32_t>(made_.candidates_.size());
-  if (getenv("QDBG") && formats.size() > 6) {
-    fprintf(stderr, "leaf %zu asked", formats.size());
-    for (auto& p : asked) fprintf(stderr, " (%d %d %d)", (int)p.part, p.position, p.parameter);
-    for (int i = 0; i < 3; ++i) fprintf(stderr, " place %u", facts_.formats()[formats[i]].place);
-    fprintf(stderr, "\n");
-  }
   std::sort(formats.begin(), formats.end(),
             [this](std::uint32_t a, std::uint32_t b) { return facts_.formats()[a].place < facts_.formats()[b].place; });
   for (const std::uint32_t id : formats) {
@@ -249,7 +245,7 @@ double IndexBuilder::costOf(const Choice& choice, const Ids& sample, std::size_t
     std::uint32_t print = 0;
     if (answerOf(choice, id, print)) prints.push_back(print);
   }
-  if (prints.empty()) return 1e9;
+  if (prints.empty()) return kUseless;
   std::sort(prints.begin(), prints.end());
   double pairs = 0;
   for (std::size_t i = 0, run = 0; i < prints.size(); ++i) {
@@ -260,6 +256,7 @@ double IndexBuilder::costOf(const Choice& choice, const Ids& sample, std::size_t
   const double scale = static_cast<double>(formats) / static_cast<double>(sample.size());
   const double speaking = count * scale;
   const double silent = static_cast<double>(formats) - speaking;
+  if (silent < 1 && pairs * 2 >= count * (count - 1)) return kUseless;  // one answer for all
   const double shared = count < 2 ? 1 : 1 + pairs * 2 / (count * (count - 1)) * (speaking - 1);
   const double probes = 0.5 * static_cast<double>(choice.count);
   const double share = speaking / static_cast<double>(formats);
