@@ -134,6 +134,13 @@ TEST(Exactness, OfCasesWorkedOutByHand) {
   }
 }
 
+TEST(Exactness, OfFormatsWithMoreVariablesThanValues) {
+  Comparison comparison({tokensOf("a" + times(66, " %s"))});
+  const std::string expected = "0: x" + times(63, "|x");
+  EXPECT_EQ(expected, comparison.plain("a" + times(66, " x")));
+  EXPECT_EQ(expected, comparison.engine("a" + times(66, " x")));
+}
+
 TEST(Exactness, OfEventIds) {
   const ScratchDirectory directory;
   writeFile(directory.path() / "f", "FORMAT First\na %s\nEND\nFORMAT Second\nb %s\nEND\nFORMAT Third\nc %s\nEND\n");

@@ -115,7 +115,7 @@ void SetGenerator::addWord(Tokens& tokens) {
 
 const char* SetGenerator::field() {
   static const char* const several[] = {"%s*", "%s*", "%s+", "%s+", "%2s*", "%3s+"};
-  static const char* const one[] = {"%s", "%s", "%s", "%s", "%s", "%s", "%t", "%2s", "%1s"};
+  static const char* const one[] = {"%s", "%s", "%s", "%s", "%s", "%s", "%t", "%2s", "%1s", "%0s"};
   return random_.chance(starPercent_) ? random_.pick(several) : random_.pick(one);
 }
 
