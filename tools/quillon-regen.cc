@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "codeset/tables.h"
 #include "program/options.h"
 #include "program/program.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
@@ -27,6 +28,7 @@ bool dump(const LogDriver& reader) {
 /// quillon-regen [--dump] FORMATS: writes a format file as quillon has understood it.
 int main(int argc, char* argv[]) {
   quillon::prepareProcess();
+  quillon::setTableSearch({.always_current_directory = false, .instead_of_nxldir = {}});
   reporting_always = true;
   comments_must_close = true;
   std::string formats;

@@ -1,6 +1,7 @@
 #include <CLI/App.hpp>
 #include <optional>
 
+#include "codeset/tables.h"
 #include "program/options.h"
 #include "program/program.h"
 #include "src/adapters/logfile/common/diagnostics.h"
@@ -11,6 +12,7 @@
 /// quillon-match [options] FORMATS [LOG...]: binds messages against a format file and writes their events.
 int main(int argc, char* argv[]) {
   quillon::prepareProcess();
+  quillon::setTableSearch({.always_current_directory = false, .instead_of_nxldir = {}});
   reporting_always = true;
   comments_must_close = true;
   quillon::MatchOptions options;
