@@ -11,6 +11,7 @@
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 
 namespace {
 
@@ -27,6 +28,7 @@ bool dump(const LogDriver& reader) {
 /// quillon-regen [--dump] FORMATS: writes a format file as quillon has understood it.
 int main(int argc, char* argv[]) {
   quillon::prepareProcess();
+  quillon::holdCodeset();
   reporting_always = true;
   comments_must_close = true;
   std::string formats;

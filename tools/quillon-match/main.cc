@@ -5,12 +5,14 @@
 #include "program/program.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 #include "tools/quillon-match/Matching.h"
 #include "tools/quillon-match/options.h"
 
 /// quillon-match [options] FORMATS [LOG...]: binds messages against a format file and writes their events.
 int main(int argc, char* argv[]) {
   quillon::prepareProcess();
+  quillon::holdCodeset();
   reporting_always = true;
   comments_must_close = true;
   quillon::MatchOptions options;

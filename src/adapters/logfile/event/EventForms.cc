@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
 #include <set>
 #include <unordered_set>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 #include "src/adapters/logfile/event/EventWriter.h"
 #include "src/adapters/logfile/event/json_text.h"
 
@@ -160,7 +162,11 @@ class EventForms::Builder {
 
   /// Constants are escaped as a whole: a character may be in two of them.
   void endConstant() {
-    forms_.form_ == EventForm::kJson ? appendJson(text_, constant_) : void(text_ += constant_);
+    if (constant_.empty()) return;
+    const ConvertedText converted(nxl_to_utf8, platformCodeset(), constant_);
+    if (!converted.text()) throw std::bad_alloc();
+    const std::string_view constant = converted.text();
+    forms_.form_ == EventForm::kJson ? appendJson(text_, constant) : void(text_ += constant);
     constant_.clear();
   }
 
