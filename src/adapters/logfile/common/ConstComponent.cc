@@ -1,12 +1,11 @@
 #include "src/adapters/logfile/common/ConstComponent.h"
 
-#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/SysLogMsg.h"
 
 void ConstComponent::init() {
   if (shared_none) return;
   shared_none = new ConstComponent("");
-  quillon::retain(shared_none);
+  share(shared_none);
 }
 
 ConstComponent* ConstComponent::create(const char* token) { return new ConstComponent(token); }

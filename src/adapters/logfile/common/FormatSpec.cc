@@ -203,13 +203,13 @@ void FormatSpec::UTF8fmt() {
 }
 
 const qlStrobj& FormatSpec::bvalue(VarMapEntry* e) {
-  static const qlStrobj none("???");
+  static const qlStrobj none = qlStrobj::permanent("???");
   const int n = e->position();
   return n >= 1 && n <= std::min(numVars, kMaxVariables) ? value(n) : none;
 }
 
 const qlStrobj& FormatSpec::value(int n) const {
-  static const qlStrobj empty("");
+  static const qlStrobj empty = qlStrobj::permanent("");
   return values && n <= kMaxVariables ? (*values)[static_cast<std::size_t>(n - 1)] : empty;
 }
 

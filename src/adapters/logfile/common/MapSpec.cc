@@ -108,7 +108,7 @@ class MapSpec::Index {
   mutable std::mutex counting_;        ///< Held while `selected_` is brought up to date.
 };
 
-MapSpec::MapSpec(const char* text) : name(text) {}
+MapSpec::MapSpec(const char* text) : name(text ? qlStrobj::constant(text) : qlStrobj()) {}
 
 MapSpec::~MapSpec() {
   clear();
@@ -211,7 +211,7 @@ bool MapSpec::writeCds(FILE* stream, int index) {
 }
 
 const qlStrobj& MapSpec::bvalue(VarMapEntry* /*e*/) {
-  static const qlStrobj none("???");
+  static const qlStrobj none = qlStrobj::permanent("???");
   return none;
 }
 

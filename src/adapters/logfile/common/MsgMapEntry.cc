@@ -21,7 +21,7 @@ constexpr quillon::ReportSite kOutOfRangeSite = {quillon::ReportCode::kVariableO
                                                  250};
 
 const qlStrobj& emptyConstant() {
-  static const qlStrobj quotes("\"\"");
+  static const qlStrobj quotes = qlStrobj::permanent("\"\"");
   return quotes;
 }
 

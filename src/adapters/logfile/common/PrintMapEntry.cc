@@ -219,6 +219,6 @@ MsgMapEntry* PrintMapEntry::addRule(const char* text, MapSpec* /*spec*/) {
 void PrintMapEntry::dbgdump() { dumpLine(quillon::call(*this).c_str()); }
 
 const qlStrobj& PrintMapEntry::getFormat() const {
-  static const qlStrobj empty("");
+  static const qlStrobj empty = qlStrobj::permanent("");
   return args.begin() == args.end() ? empty : **args.begin();
 }

@@ -1,7 +1,6 @@
 #include "src/adapters/logfile/common/StringComponent.h"
 
 #include "foundation/characters.h"
-#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/Modifier_expand.h"
 #include "src/adapters/logfile/common/NewlineComponent.h"
@@ -26,9 +25,9 @@ void StringComponent::init() {
   shared_string = new StringComponent("%s");
   shared_star = new Star("%s*");
   shared_plus = new Plus("%s+", shared_star);
-  quillon::retain(shared_string);
-  quillon::retain(shared_star);
-  quillon::retain(shared_plus);
+  share(shared_string);
+  share(shared_star);
+  share(shared_plus);
 }
 
 StringComponent* StringComponent::create(const char* token) {
