@@ -63,12 +63,17 @@ class FormatComponent : public qlStrobj {
   void dbgdump() const;
 
   int& refcnt() { return refcount; }
+  /// True for an instance that all formats share, in whatever thread.
+  bool isShared() const { return shared_; }
 
  protected:
   explicit FormatComponent(const char* text);
+  /// Makes `component` one that all formats share, and holds it for ever.
+  static void share(FormatComponent* component);
 
  private:
   int refcount = 0;
+  bool shared_ = false;
 };
 
 #endif  // QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_FORMATCOMPONENT_H_

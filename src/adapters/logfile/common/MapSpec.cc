@@ -63,54 +63,55 @@ class Output {
 
 }  // namespace
 
-/// Finds an entry by its slot without walking the list. Refers to places in the list, so removing an entry ends its
-/// life; replacing one does not.
+/// Finds an entry by its slot without walking the list. Knows the entries' positions, so removing one ends its life.
 class MapSpec::Index {
  public:
-  explicit Index(qlList<MsgMapEntry*>& maps) {
-    for (maps[0]; maps.has(); maps++) append(&maps());
+  explicit Index(const qlList<MsgMapEntry*>& maps) {
+    for (MsgMapEntry* e : maps) append(e);
   }
 
-  void append(MsgMapEntry** entry) {
-    places_.push_back(entry);
+  void append(MsgMapEntry* e) {
+    entries_.push_back(e);
     selected_.clear();
-    ordinals_.emplace((*entry)->getName().view(), places_.size() - 1);
+    positions_.emplace(e->getName().view(), entries_.size() - 1);
   }
 
-  /// Puts `e` in the place of the entry of the same slot.
-  void replace(MsgMapEntry* e) {
-    auto node = ordinals_.extract(e->getName().view());
+  /// Puts `e` in the place of the entry of the same slot and returns its position.
+  int replace(MsgMapEntry* e) {
+    auto node = positions_.extract(e->getName().view());
     node.key() = e->getName().view();  // the text of the old name ends with its entry
-    *places_[node.mapped()] = e;
-    ordinals_.insert(std::move(node));
+    const std::size_t position = node.mapped();
+    positions_.insert(std::move(node));
     selected_.clear();
+    entries_[position] = e;
+    return static_cast<int>(position);
   }
 
   MsgMapEntry* find(std::string_view slot) const {
-    const auto found = ordinals_.find(slot);
-    return found == ordinals_.end() ? nullptr : *places_[found->second];
+    const auto found = positions_.find(slot);
+    return found == positions_.end() ? nullptr : entries_[found->second];
   }
 
   int selectedUpTo(std::string_view slot) const {
     const std::lock_guard<std::mutex> counting(counting_);
     if (selected_.empty()) countSelected();
-    const auto found = ordinals_.find(slot);
-    return found == ordinals_.end() ? selected_.back() : selected_[found->second];
+    const auto found = positions_.find(slot);
+    return found == positions_.end() ? selected_.back() : selected_[found->second];
   }
 
  private:
   void countSelected() const {
     int count = 0;
-    for (MsgMapEntry** entry : places_) selected_.push_back(count += (*entry)->selected());
+    for (const MsgMapEntry* e : entries_) selected_.push_back(count += e->selected());
   }
 
-  std::unordered_map<std::string_view, std::size_t> ordinals_;  ///< Slot to its place in `places_`.
-  std::vector<MsgMapEntry**> places_;                           ///< In list order.
+  std::unordered_map<std::string_view, std::size_t> positions_;  ///< Of a slot's entry.
+  std::vector<MsgMapEntry*> entries_;                            ///< In list order.
   mutable std::vector<int> selected_;  ///< Selected entries up to and including each; empty when out of date.
   mutable std::mutex counting_;        ///< Held while `selected_` is brought up to date.
 };
 
-MapSpec::MapSpec(const char* text) : name(text) {}
+MapSpec::MapSpec(const char* text) : name(text ? qlStrobj::constant(text) : qlStrobj()) {}
 
 MapSpec::~MapSpec() {
   clear();
@@ -125,7 +126,7 @@ void MapSpec::addSlot(MsgMapEntry* e) {
   }
   quillon::retain(e);  // first: e may be old
   if (index_) {
-    index_->replace(e);
+    maps[index_->replace(e)] = e;
   } else {
     maps(old, e);
   }
@@ -225,10 +226,10 @@ void MapSpec::clear() {
 
 void MapSpec::appendSlot(MsgMapEntry* e) {
   quillon::retain(e);
-  MsgMapEntry*& appended = maps(e);
+  maps(e);
   ++size_;
   if (index_) {
-    index_->append(&appended);
+    index_->append(e);
   } else if (size_ > kWalked) {
     makeIndex();
   }
