@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/SysLogMsg.h"
 
 namespace {
@@ -32,7 +31,7 @@ std::size_t behindStart(std::string_view word, std::string_view text, std::size_
 void ConstComponent::init() {
   if (shared_none) return;
   shared_none = new ConstComponent("");
-  quillon::retain(shared_none);
+  share(shared_none);
 }
 
 ConstComponent* ConstComponent::create(const char* token) { return new ConstComponent(token); }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "foundation/characters.h"
+#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/NewlineComponent.h"
 #include "src/adapters/logfile/common/Report.h"
@@ -35,7 +36,7 @@ char fieldLetter(const char* token) {
 }  // namespace
 
 void FormatComponent::init() {
-  [[maybe_unused]] static const bool made = [] {
+  [[maybe_unused]] static const bool once = [] {
     ConstComponent::init();
     StringComponent::init();
     TimeComponent::init();
@@ -43,6 +44,12 @@ void FormatComponent::init() {
     NewlineComponent::init();
     return true;
   }();
+}
+
+void FormatComponent::share(FormatComponent* component) {
+  component->qlStrobj::operator=(qlStrobj::permanent(component->view()));
+  quillon::retain(component);
+  component->shared_ = true;
 }
 
 FormatComponent* FormatComponent::create(const char* token) {
@@ -76,7 +83,7 @@ void FormatComponent::UTF8Component() {
     error("FormatComponent::UTF8Component: malloc failure.", getString());
     std::exit(EXIT_FAILURE);
   }
-  if (converted.text() != getString()) qlStrobj::operator=(quillon::sharedText(converted.text()));
+  if (converted.text() != view().data()) qlStrobj::operator=(quillon::sharedText(converted.text()));
 }
 
 void FormatComponent::error(const char* msg, const char* text) {

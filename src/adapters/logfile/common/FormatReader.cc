@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "src/adapters/logfile/common/LogDriver.h"
+#include "src/adapters/logfile/common/shared_text.h"
 
 namespace quillon {
 namespace {
@@ -49,6 +50,7 @@ bool FormatReader::run(LogDriver& driver) {
   file_ = path_.c_str();
   line_ = 1;
   driver_ = &driver;
+  const SharedTexts texts;
   reading_.start();
   const int result = reading_.parse(options_.recovers);
   for (FormatSpec* format : reading_.formats()) driver.prepare(*format);

@@ -1,3 +1,6 @@
+// The maps of a class and how they are written. Few entries are found by a walk, many by an index: both cost the same
+// at kWalked, and a file whose blocks have any number of slots is read in linear time.
+
 #include "src/adapters/logfile/common/MapSpec.h"
 
 #include <charconv>
@@ -108,7 +111,7 @@ class MapSpec::Index {
   mutable std::mutex counting_;        ///< Held while `selected_` is brought up to date.
 };
 
-MapSpec::MapSpec(const char* text) : name(text) {}
+MapSpec::MapSpec(const char* text) : name(text ? qlStrobj::constant(text) : qlStrobj()) {}
 
 MapSpec::~MapSpec() {
   clear();

@@ -1,3 +1,15 @@
+// How fields of several words find their end.
+//
+// A star field with the bound "x", held against "a x b x": with 1 step it takes "a" and stops before the blank, since
+// the next word begins with its bound. With 2 steps it goes on over that: the first character of the bound is
+// swallowed, which makes "x" a word like any other, and the field takes "a x b". With 3 steps there is no third bound:
+// the end of the message is reached and the steps become -1, no alternative left. Runs of white space within a value
+// become one blank.
+//
+// A plus field takes its first word as a plain field does and lets a star of its own take the rest, with one step less.
+//
+// Cost: the text up to the end of the field, once for each attempt.
+
 #include "src/adapters/logfile/common/Modifier_expand.h"
 
 #include <string_view>

@@ -1,7 +1,6 @@
 #include "src/adapters/logfile/common/StringComponent.h"
 
 #include "foundation/characters.h"
-#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/Modifier_expand.h"
 #include "src/adapters/logfile/common/NewlineComponent.h"
@@ -28,9 +27,9 @@ void StringComponent::init() {
   shared_string = new StringComponent("%s", kPlainField);
   shared_star = new Star("%s*", kStarField);
   shared_plus = new Plus("%s+", shared_star, kPlusField);
-  quillon::retain(shared_string);
-  quillon::retain(shared_star);
-  quillon::retain(shared_plus);
+  share(shared_string);
+  share(shared_star);
+  share(shared_plus);
 }
 
 StringComponent* StringComponent::create(const char* token) {
@@ -48,7 +47,7 @@ StringComponent* StringComponent::create(const char* token) {
 
 StringComponent::StringComponent(const char* text, SharedField shared)
     : FormatComponent(text),
-      shared_(shared),
+      sharedField_(shared),
       width(quillon::leadingNumber(text + 1)),
       endsAtFirst_(view().ends_with('*') || view().ends_with('+')) {}
 

@@ -38,7 +38,7 @@ class StringComponent : public FormatComponent {
   /// In bytes; 0 when none is given.
   int getWidth() const { return width; }
 
-  int get_steps() const { return shared_ < 0 ? steps_ : shared_steps[shared_]; }
+  int get_steps() const { return sharedField_ < 0 ? steps_ : shared_steps[sharedField_]; }
   void set_steps(int n) { steps() = n; }
 
  protected:
@@ -47,7 +47,7 @@ class StringComponent : public FormatComponent {
 
   explicit StringComponent(const char* text, SharedField shared = kNotShared);
 
-  int& steps() { return shared_ < 0 ? steps_ : shared_steps[shared_]; }
+  int& steps() { return sharedField_ < 0 ? steps_ : shared_steps[sharedField_]; }
 
   /// Matches as a plain field does and moves the cursor, but leaves it to the caller to keep what was captured (valid
   /// as long as the message). Nothing captured means that the match failed.
@@ -56,7 +56,7 @@ class StringComponent : public FormatComponent {
  private:
   static thread_local constinit int shared_steps[kSharedFields];
 
-  const SharedField shared_;
+  const SharedField sharedField_;
   int steps_ = 0;  ///< Of a field that is not shared.
   int width;
   const bool endsAtFirst_;  ///< Ends at the first occurrence of its bound, as fields with a modifier do.

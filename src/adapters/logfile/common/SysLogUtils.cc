@@ -9,7 +9,7 @@ qlList<hostinfo*>* SysLogUtils::hosts = nullptr;
 qlStrobj* SysLogUtils::unresolved = nullptr;
 
 void SysLogUtils::init() {
-  [[maybe_unused]] static const bool made = [] {
+  [[maybe_unused]] static const bool once = [] {
     hosts = new qlList<hostinfo*>;
     unresolved = new qlStrobj(qlStrobj::permanent("???"));
     return true;

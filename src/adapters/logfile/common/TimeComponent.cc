@@ -2,7 +2,6 @@
 
 #include <string_view>
 
-#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/SysLogMsg.h"
 
@@ -13,7 +12,7 @@ TimeComponent* shared_time = nullptr;
 void TimeComponent::init() {
   if (shared_time) return;
   shared_time = new TimeComponent("%t", kTimeField);
-  quillon::retain(shared_time);
+  share(shared_time);
 }
 
 TimeComponent* TimeComponent::create(const char* token) {

@@ -6,6 +6,7 @@
 #include "src/adapters/logfile/common/Reading.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig_parser.h"
+#include "src/adapters/logfile/common/shared_text.h"
 
 const char* parsing = nullptr;
 int linenum = 0;
@@ -60,6 +61,7 @@ int ReadFmt(const char* path, LogDriver* target) {
   parsing = present.c_str();
   driver = target;
   linenum = 1;
+  const quillon::SharedTexts texts;
   eConfig_start(file);
   const int result = eConfig_yyparse();
   std::fclose(file);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <new>
 #include <set>
 #include <utility>
 
@@ -162,7 +163,11 @@ class EventForms::Builder {
 
   /// Constants are escaped as a whole: a character may be in two of them.
   void endConstant() {
-    forms_.form_ == EventForm::kJson ? appendJson(text_, constant_) : void(text_ += constant_);
+    if (constant_.empty()) return;
+    const ConvertedText converted(nxl_to_utf8, platformCodeset(), constant_);
+    if (!converted.text()) throw std::bad_alloc();
+    const std::string_view constant = converted.text();
+    forms_.form_ == EventForm::kJson ? appendJson(text_, constant) : void(text_ += constant);
     constant_.clear();
   }
 
