@@ -128,6 +128,7 @@ const Case kCases[] = {
 };
 
 TEST(Exactness, OfCasesWorkedOutByHand) {
+  EXPECT_EQ("none", Comparison(FormatList()).engine("a"));
   for (const Case& c : kCases) {
     Comparison comparison(formatsOf(c));
     EXPECT_EQ(c.expected, comparison.plain(c.message)) << c.formats[0] << " on " << printable(c.message);
