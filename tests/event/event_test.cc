@@ -76,7 +76,7 @@ class Events : public testing::Test {
 };
 
 TEST_F(Events, TextIsThatOfTheFormat) {
-  EventWriter writer(EventForms::make(*driver_, EventForm::kText, FormatOrder::kLastFirst));
+  EventWriter writer(EventForms::make(*driver_, EventForm::kText));
   const std::string longText(100, 'x');
   const std::string messages[] = {"it is so", "it was so", "no fields", "it is " + longText,
                                   longText + " is \x1B\"\xC3 \xA9' b=`"};
@@ -87,7 +87,7 @@ TEST_F(Events, TextIsThatOfTheFormat) {
 }
 
 TEST_F(Events, JsonHoldsSlotsAndValues) {
-  EventWriter writer(EventForms::make(*driver_, EventForm::kJson, FormatOrder::kLastFirst));
+  EventWriter writer(EventForms::make(*driver_, EventForm::kJson));
   const char* const kRest =
       R"("constant":"WARNING","empty":"","quoted":"say \\\"%s\\\"\tx","where":"default","label":"label","file":"filename",)";
   EXPECT_EQ(R"({"class":"Plain","event_id":1,"slots":{},"values":[]})", event(writer, "no fields"));
@@ -104,7 +104,7 @@ TEST_F(Events, JsonHoldsSlotsAndValues) {
 TEST_F(Events, SourcesHaveWordsOfTheirOwn) {
   const std::string path = "/var/log/" + std::string(40, 'x') + "\n";
   for (EventForm form : {EventForm::kText, EventForm::kJson}) {
-    EventWriter writer(EventForms::make(*driver_, form, FormatOrder::kLastFirst));
+    EventWriter writer(EventForms::make(*driver_, form));
     writer.setSource({.defaultText = "", .label = "web \"1\"", .fileName = path});
     const std::string text = event(writer, "a is b");
     const bool isJson = form == EventForm::kJson;

@@ -24,20 +24,19 @@ std::string run(iconv_t descriptor, std::string_view text, int* error) {
 }  // namespace
 
 Charset::Charset(const std::string& name)
-    : to_utf32_(iconv_open("UTF-32LE", name.c_str())), from_utf32_(iconv_open(name.c_str(), "UTF-32LE")) {}
+    : to_utf32_(open("UTF-32LE", name.c_str())), from_utf32_(open(name.c_str(), "UTF-32LE")) {}
 
-Charset::~Charset() {
-  if (to_utf32_ != kClosed) iconv_close(to_utf32_);
-  if (from_utf32_ != kClosed) iconv_close(from_utf32_);
+Charset::Converter Charset::open(const char* to, const char* from) {
+  const iconv_t descriptor = iconv_open(to, from);
+  return Converter(descriptor == kClosed ? nullptr : descriptor);
 }
-
-bool Charset::isOpen() const { return to_utf32_ != kClosed && from_utf32_ != kClosed; }
 
 Charset::Answer Charset::decode(std::string_view bytes, char32_t* c) const {
   int error = 0;
-  const std::string text = run(to_utf32_, bytes, &error);
+  const std::string text = run(to_utf32_.get(), bytes, &error);
   if (error == EINVAL) return Answer::kIncomplete;
-  if (error != 0 || text.size() != 4) return Answer::kNone;
+  if (error != 0 || text.empty()) return Answer::kNone;
+  if (text.size() > 4) return Answer::kSeveral;
   *c = 0;
   for (std::size_t i = 4; i-- > 0;) *c = *c << 8 | static_cast<unsigned char>(text[i]);
   return Answer::kCharacter;
@@ -47,7 +46,7 @@ std::string Charset::encode(char32_t c) const {
   std::string text;
   for (int i = 0; i < 4; ++i, c >>= 8) text += static_cast<char>(c & 0xFF);
   int error = 0;
-  const std::string bytes = run(from_utf32_, text, &error);
+  const std::string bytes = run(from_utf32_.get(), text, &error);
   return error == 0 ? bytes : std::string();
 }
 

@@ -3,6 +3,7 @@
 
 #include <iconv.h>
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -12,14 +13,11 @@ namespace quillon {
 class Charset {
  public:
   explicit Charset(const std::string& name);
-  ~Charset();
-  Charset(const Charset&) = delete;
-  Charset& operator=(const Charset&) = delete;
 
   /// Whether the C library knows the charset; nothing else may be asked when it does not.
-  bool isOpen() const;
+  bool isOpen() const { return to_utf32_ && from_utf32_; }
 
-  enum class Answer { kCharacter, kIncomplete, kNone };
+  enum class Answer { kCharacter, kSeveral, kIncomplete, kNone };
 
   /// What `bytes` as a whole stand for. `*c` is set for kCharacter, which is exactly one character; kIncomplete asks
   /// for more bytes.
@@ -29,8 +27,16 @@ class Charset {
   std::string encode(char32_t c) const;
 
  private:
-  iconv_t to_utf32_;
-  iconv_t from_utf32_;
+  struct Close {
+    using pointer = iconv_t;
+    void operator()(iconv_t descriptor) const { iconv_close(descriptor); }
+  };
+  using Converter = std::unique_ptr<iconv_t, Close>;
+
+  static Converter open(const char* to, const char* from);
+
+  Converter to_utf32_;
+  Converter from_utf32_;
 };
 
 }  // namespace quillon

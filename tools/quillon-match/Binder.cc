@@ -1,13 +1,46 @@
 #include "tools/quillon-match/Binder.h"
 
+#include <new>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
+#include "src/adapters/logfile/common/utf8_text.h"
+#include "src/adapters/logfile/match/Matcher.h"
 
 namespace quillon {
 namespace {
+
+class FastBinder : public Binder {
+ public:
+  FastBinder(std::shared_ptr<const FormatSet> formats, bool fromEventLog)
+      : matcher_(std::move(formats)), fromEventLog_(fromEventLog), isUtf8_(isUtf8(platformCodeset())) {}
+
+  const Bound* bind(std::string_view message) override {
+    const Match* const match = matcher_.bind(isUtf8_ ? message : converted(message), fromEventLog_);
+    if (!match) return nullptr;
+    bound_ = {match->place, match->eventId, match->values, isUtf8_ ? message : std::string_view()};
+    return &bound_;
+  }
+
+ private:
+  std::string_view converted(std::string_view message) {
+    source_ = message;  // with a NUL byte behind it
+    converted_.emplace(nxl_to_utf8, platformCodeset(), source_);
+    if (!converted_->text()) throw std::bad_alloc();
+    return converted_->text();
+  }
+
+  Matcher matcher_;
+  const bool fromEventLog_;
+  const bool isUtf8_;  ///< The messages are UTF-8 already.
+  std::string source_;
+  std::optional<ConvertedText> converted_;
+  Bound bound_{};
+};
 
 class PlainBinder : public Binder {
  public:
@@ -22,7 +55,11 @@ class PlainBinder : public Binder {
     if (!format) return nullptr;
     values_.clear();
     for (int n = 1; n <= format->numvars(); ++n) values_.push_back(format->value(n).view());
-    bound_ = {static_cast<std::size_t>(last_ - index), values_, {}};  // the driver counts from the end of its list
+    const int place = last_ - index;  // the driver counts from the end of its list
+    bound_ = {static_cast<std::size_t>(place),
+              static_cast<std::size_t>(driver_.isInFileOrder() ? place : index),
+              values_,
+              {}};
     return &bound_;
   }
 
@@ -36,6 +73,10 @@ class PlainBinder : public Binder {
 };
 
 }  // namespace
+
+std::unique_ptr<Binder> makeFastBinder(std::shared_ptr<const FormatSet> formats, bool fromEventLog) {
+  return std::make_unique<FastBinder>(std::move(formats), fromEventLog);
+}
 
 std::unique_ptr<Binder> makePlainBinder(LogDriver& driver, bool fromEventLog) {
   return std::make_unique<PlainBinder>(driver, fromEventLog);

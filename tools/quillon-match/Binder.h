@@ -10,9 +10,12 @@ class LogDriver;
 
 namespace quillon {
 
+class FormatSet;
+
 /// A message that was bound.
 struct Bound {
-  std::size_t format;                        ///< Its place in the driver's list.
+  std::size_t format;                        ///< Its place in the driver's list,
+  std::size_t eventId;                       ///< and in the format file.
   std::span<const std::string_view> values;  ///< In UTF-8.
   std::string_view text;                     ///< What the values are parts of, as EventWriter has it; may be empty.
 };
@@ -25,6 +28,9 @@ class Binder {
   /// until the next call, and no longer than `message`.
   virtual const Bound* bind(std::string_view message) = 0;
 };
+
+/// One for each thread.
+std::unique_ptr<Binder> makeFastBinder(std::shared_ptr<const FormatSet> formats, bool fromEventLog);
 
 /// Runs on LogDriver::bind(), which is what binding means. One in a process, and in one thread.
 std::unique_ptr<Binder> makePlainBinder(LogDriver& driver, bool fromEventLog);

@@ -58,8 +58,7 @@ void MatchWorker::bindMessages() {
 void MatchWorker::bind(std::string_view message) {
   if (const Bound* const bound = binder_->bind(message)) {
     writeEvent(*bound);
-    const std::size_t last = counts_.bound.size() - 1;
-    ++counts_.bound[run_.order == FormatOrder::kOfFile ? bound->format : last - bound->format];
+    ++counts_.bound[bound->eventId];
   } else {
     keepUnmatched(message);
   }

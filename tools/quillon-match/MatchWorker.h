@@ -27,7 +27,6 @@ struct MatchRun {
   std::shared_ptr<const EventForms> forms;
   std::function<std::unique_ptr<Binder>()> makeBinder;
   char delimiter;
-  FormatOrder order;
   bool writesEachLine;    ///< As soon as it is there.
   bool showsControls;     ///< For a terminal: control characters are made visible.
   bool survivesNoMemory;  ///< The binder does: a large message that there is no memory for can be passed over.

@@ -7,12 +7,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <thread>
 
 #include "foundation/visible.h"
 #include "program/Interruption.h"
 #include "program/program.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
+#include "src/adapters/logfile/match/FormatSet.h"
 #include "tools/quillon-match/MatchWorker.h"
 
 namespace quillon {
@@ -27,13 +29,16 @@ std::vector<std::string> classes(const LogDriver& driver) {
 }
 
 /// Puts the formats into the order in which they are tried, and reports which variables have no slot, or several.
-FormatOrder arrange(LogDriver& driver, bool fileOrder) {
-  if (!fileOrder) {
-    driver.orderFmts();
-    return FormatOrder::kLastFirst;
-  }
+void arrange(LogDriver& driver, bool fileOrder) {
+  if (!fileOrder) return driver.orderFmts();
   for (FormatSpec* format : driver.getFormats()) format->verifySlot();
-  return FormatOrder::kOfFile;
+}
+
+/// Gives each thread what binds its messages.
+std::function<std::unique_ptr<Binder>()> binders(const MatchOptions& options, LogDriver& driver) {
+  const bool eventLog = options.eventLog;
+  if (options.engine == "plain") return [&driver, eventLog] { return makePlainBinder(driver, eventLog); };
+  return [formats = FormatSet::make(driver), eventLog] { return makeFastBinder(formats, eventLog); };
 }
 
 /// The file for messages that nothing binds; false when it cannot be used. Not asked for, it is none.
@@ -53,6 +58,11 @@ bool openUnmatched(const MatchOptions& options, Descriptor& file) {
   return false;
 }
 
+std::size_t threads(const MatchOptions& options) {
+  if (options.engine == "plain" || options.lineBuffered || isatty(STDOUT_FILENO)) return 1;
+  return options.jobs > 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
+}
+
 /// Says what could not be written. Whoever closes a pipe has seen enough: neither worth a word nor a failure.
 bool allWritten(const Output& output, const std::string& name) {
   if (output.error() == 0 || output.error() == EPIPE) return true;
@@ -66,7 +76,7 @@ int match(const MatchOptions& options) {
   if (!canRead(kProgram, options.formats.c_str())) return EXIT_FAILURE;
   LogDriver driver(options.formats.c_str(), nullptr, 1);
   Statistics statistics(classes(driver));
-  const FormatOrder order = arrange(driver, options.fileOrder);
+  arrange(driver, options.fileOrder);
   Descriptor unmatchedFile;
   if (!openUnmatched(options, unmatchedFile)) return EXIT_FAILURE;
 
@@ -81,15 +91,14 @@ int match(const MatchOptions& options) {
                .events = events,
                .unmatched = unmatchedFile ? &unmatched : nullptr,
                .statistics = statistics,
-               .forms = EventForms::make(driver, options.output == "json" ? EventForm::kJson : EventForm::kText, order),
-               .makeBinder = [&] { return makePlainBinder(driver, options.eventLog); },
+               .forms = EventForms::make(driver, options.output == "json" ? EventForm::kJson : EventForm::kText),
+               .makeBinder = binders(options, driver),
                .delimiter = options.delimiter(),
-               .order = order,
                .writesEachLine = options.lineBuffered || isatty(STDOUT_FILENO),
                .showsControls = options.output == "event" && isatty(STDOUT_FILENO),
-               .survivesNoMemory = false};
+               .survivesNoMemory = options.engine == "fast"};
   std::set_new_handler(nullptr);  // what is bound by then is written first
-  runInOrder(1, [&run] { return std::make_unique<MatchWorker>(run); });
+  runInOrder(threads(options), [&run] { return std::make_unique<MatchWorker>(run); });
 
   statistics.addBytes(input.bytes());
   bool succeeded = !input.failed() && !run.exhausted;

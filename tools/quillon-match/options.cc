@@ -25,6 +25,14 @@ void describe(CLI::App& app, MatchOptions& options) {
       ->check(CLI::Range(std::size_t{1}, MessageReader::kLongest).description(""))
       ->type_name("BYTES")
       ->take_last();
+  app.add_option("--jobs", options.jobs, "Bind in so many threads; the default is one for each core")
+      ->check(CLI::Range(1, 1024).description(""))
+      ->type_name("N")
+      ->take_last();
+  app.add_option("--engine", options.engine, "What binds: fast (the default), or plain, the simple way to the same end")
+      ->check(CLI::IsMember({"fast", "plain"}).description(""))
+      ->type_name("NAME")
+      ->take_last();
   app.add_flag("--stats", options.stats, "End with a summary on standard error");
   app.add_flag("--line-buffered", options.lineBuffered, "Write each line at once, as to a terminal");
 }

@@ -14,6 +14,8 @@ struct MatchOptions {
   std::string formats;
   std::vector<std::string> logs;  ///< "-" is standard input.
   std::string output = "event";
+  std::string engine = "fast";
+  std::size_t jobs = 0;  ///< 0: as many as there are cores.
   std::size_t maxMessage = MessageReader::kLongest;
   bool nulEnded = false;
   bool fileOrder = false;

@@ -188,13 +188,13 @@ class EventForms::Builder {
   std::string constant_;  ///< and behind it what must still be escaped.
 };
 
-std::shared_ptr<const EventForms> EventForms::make(const LogDriver& driver, EventForm form, FormatOrder order) {
+std::shared_ptr<const EventForms> EventForms::make(const LogDriver& driver, EventForm form) {
   std::shared_ptr<EventForms> forms(new EventForms(form));
   Builder builder(*forms);
   std::vector<FormatSpec*> formats;
   for (FormatSpec* format : driver.getFormats()) formats.push_back(format);
   for (std::size_t i = 0; i < formats.size(); ++i) {
-    builder.add(*formats[i], order == FormatOrder::kOfFile ? i : formats.size() - 1 - i);
+    builder.add(*formats[i], driver.isInFileOrder() ? i : formats.size() - 1 - i);
   }
   builder.finish();
   return forms;

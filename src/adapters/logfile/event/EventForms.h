@@ -20,16 +20,13 @@ enum class EventForm {
   kJson,
 };
 
-/// The order of a driver's formats.
-enum class FormatOrder { kOfFile, kLastFirst };
-
 /// How the events of all formats of a driver are written in one form. All that is known before a message comes is
 /// prepared: texts are escaped, constants inserted, each PRINTF is taken apart. Never changes, refers to nothing of the
 /// driver, and is shared by threads; EventWriter writes with it.
 class EventForms {
  public:
-  /// Of the driver's formats, which stand in its list in the order `order`.
-  static std::shared_ptr<const EventForms> make(const LogDriver& driver, EventForm form, FormatOrder order);
+  /// Of the driver's formats, in the order of its list.
+  static std::shared_ptr<const EventForms> make(const LogDriver& driver, EventForm form);
 
   EventForm form() const { return form_; }
   /// The number of formats.
