@@ -126,7 +126,7 @@ class WideReader {
 
   bool next(Character& c) {
     if (at_ == text_.end) return false;
-    const auto number = static_cast<std::uint32_t>(*at_);
+    const auto number = static_cast<std::uint32_t>(*at_);  // NOLINT(bugprone-signed-char-misuse): it has 32 bits
     const bool stray = number > 0x10FFFF || (number >= 0xD800 && number <= 0xDFFF);
     c = {stray ? kStray + number : number, *at_++};
     return true;

@@ -36,8 +36,7 @@ bool isBlank(std::uint32_t c) { return c == '\t' || isIn(c, UC_CATEGORY_MASK_Zs)
 
 bool LookAhead::add(std::uint32_t c) {
   const bool last = !uc_is_property_case_ignorable(c);
-  if (count_ < kMost && (last || (!starter_ && count_ + 1 < kMost))) codes_[count_++] = c;
-  starter_ = starter_ || uc_combining_class(c) == UC_CCC_NR;
+  if (count_ + !last < kMost) codes_[count_++] = c;  // the last one always has its place
   return !last;
 }
 

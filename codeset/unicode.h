@@ -35,10 +35,11 @@ class LookAhead {
   casing_suffix_context_t context() const { return u32_casing_suffix_context(codes_, count_); }
 
  private:
-  static constexpr std::size_t kMost = 32;  ///< Text has no more than 30 marks in a row (Unicode Annex #15, D3).
+  /// What follows more than the 30 marks that text has in a row (Unicode Standard Annex #15, D3) matters no more, but
+  /// for the last.
+  static constexpr std::size_t kMost = 32;
   std::uint32_t codes_[kMost];
   std::size_t count_ = 0;
-  bool starter_ = false;  ///< Whether there is a character that is no mark among them.
 };
 
 /// Maps the characters of one text, from its first to its last, by the rules of the environment's language.

@@ -237,6 +237,7 @@ TEST_F(Uls, ComparesByCharacters) {
   EXPECT_EQ(0, nxl_wcs_casecmp(L"\u00c9a", -1, L"\u00e9A", -1));
   EXPECT_EQ(-1, nxl_wcs_casecmp(L"ab", -1, L"Ac", -1));
   EXPECT_EQ(-1, nxl_wcs_cmp(L"A", -1, L"a", -1));
+  EXPECT_EQ(1, nxl_wcs_cmp(L"a\0", 2, L"a", 1));
   EXPECT_EQ(0, nxl_wcs_ncmp(L"ab", -1, L"ac", -1, 1));
   EXPECT_EQ(1, nxl_wcs_ncasecmp(L"ac", -1, L"AB", -1, 2));
 }

@@ -23,7 +23,7 @@ namespace quillon {
 
 namespace {
 
-void sayWith(const char* format, std::va_list arguments) {
+[[gnu::format(printf, 1, 0)]] void sayWith(const char* format, std::va_list arguments) {
   char* message = nullptr;
   if (vasprintf(&message, format, arguments) < 0) return;
   std::fprintf(stderr, "quillon-codeset: %s\n", visible(message).c_str());

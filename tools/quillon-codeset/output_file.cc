@@ -87,8 +87,6 @@ OutputFile::OutputFile(std::string path) : path_(std::move(path)), temporary_(!i
   if (!descriptor_) error_ = errno;
 }
 
-OutputFile::~OutputFile() { removeUnfinished(); }
-
 int OutputFile::finish() {
   if (temporary_ && !makeReadable(descriptor_.get())) error_ = errno;
   if (!descriptor_.close() && error_ == 0) error_ = errno;

@@ -8,13 +8,12 @@
 namespace quillon {
 
 /// A file that is there as a whole or not at all: it is written beside its place under a name of its own and put there
-/// when it is complete. Without that the other file goes with this object, with the process, and at a signal that ends
-/// it. A device or a pipe is written into. There may be one such file at a time.
+/// when it is complete. Without that the other file goes with the process, also at a signal that ends it. A device or a
+/// pipe is written into. A process makes one such file.
 class OutputFile {
  public:
   /// error() tells whether it could be opened.
   explicit OutputFile(std::string path);
-  ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
