@@ -10,6 +10,7 @@
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/match/FormatSet.h"
 #include "src/adapters/logfile/match/Matcher.h"
+#include "tests/logfile/model.h"
 #include "tests/match/support/comparison.h"
 #include "tests/match/support/log_lines.h"
 #include "tests/match/support/scaled_set.h"
@@ -127,6 +128,7 @@ const Case kCases[] = {
 };
 
 TEST(Exactness, OfCasesWorkedOutByHand) {
+  EXPECT_EQ("none", Comparison(FormatList()).engine("a"));
   for (const Case& c : kCases) {
     Comparison comparison(formatsOf(c));
     EXPECT_EQ(c.expected, comparison.plain(c.message)) << c.formats[0] << " on " << printable(c.message);
@@ -135,10 +137,12 @@ TEST(Exactness, OfCasesWorkedOutByHand) {
 }
 
 TEST(Exactness, OfFormatsWithMoreVariablesThanValues) {
-  Comparison comparison({tokensOf("a" + times(66, " %s"))});
   const std::string expected = "0: x" + times(63, "|x");
-  EXPECT_EQ(expected, comparison.plain("a" + times(66, " x")));
-  EXPECT_EQ(expected, comparison.engine("a" + times(66, " x")));
+  expectFromChild(expected + " " + expected, [] {  // such a format is reported, which no later read forgets
+    Comparison comparison({tokensOf("a" + times(66, " %s"))});
+    const std::string message = "a" + times(66, " x");
+    return comparison.plain(message) + " " + comparison.engine(message);
+  });
 }
 
 TEST(Exactness, OfEventIds) {

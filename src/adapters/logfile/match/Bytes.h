@@ -41,11 +41,16 @@ namespace bytes {
 
 #if QUILLON_MATCH_SSE2
 
-inline __m128i load(const Bytes& from) {
-  if (from.limit - from.at >= 16) return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from.at));
+/// What is left before the limit, and zeros.
+[[gnu::noinline, gnu::cold]] inline __m128i loadLeft(const char* at, const char* limit) {
   char copy[16] = {};
-  if (from.limit > from.at) std::memcpy(copy, from.at, static_cast<std::size_t>(from.limit - from.at));
+  if (limit > at) std::memcpy(copy, at, static_cast<std::size_t>(limit - at));
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(copy));
+}
+
+inline __m128i load(Bytes from) {
+  if (from.limit - from.at < 16) return loadLeft(from.at, from.limit);
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from.at));
 }
 
 /// One bit for each byte that is the same in both.
@@ -57,18 +62,29 @@ inline std::uint32_t sameBytes(__m128i a, __m128i b) {
 
 }  // namespace bytes
 
+namespace bytes {
+
+#if QUILLON_MATCH_SSE2
+/// The 16 bytes at `text`, which is in a set's own memory: that ends with room for one load.
+inline __m128i loadKept(const char* text) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text)); }
+
+[[gnu::noinline]] inline bool sameLongText(Bytes from, const char* text, std::size_t size) {
+  for (; size > 16; from.at += 16, text += 16, size -= 16) {
+    if (sameBytes(load(from), loadKept(text)) != 0xffff) return false;
+  }
+  const std::uint32_t wanted = (1U << size) - 1;
+  return (sameBytes(load(from), loadKept(text)) & wanted) == wanted;
+}
+#endif
+
+}  // namespace bytes
+
 /// True when the `size` bytes at `from` are those of `text`. `from` must have as many.
 inline bool sameText(Bytes from, const char* text, std::size_t size) {
 #if QUILLON_MATCH_SSE2
-  // `text` is in a set's own memory, which ends with room for one load.
-  while (size > 16) {
-    const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
-    if (bytes::sameBytes(bytes::load(from), t) != 0xffff) return false;
-    from.at += 16, text += 16, size -= 16;
-  }
-  const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+  if (size > 16) return bytes::sameLongText(from, text, size);
   const std::uint32_t wanted = (1U << size) - 1;
-  return (bytes::sameBytes(bytes::load(from), t) & wanted) == wanted;
+  return (bytes::sameBytes(bytes::load(from), bytes::loadKept(text)) & wanted) == wanted;
 #else
   return std::memcmp(from.at, text, size) == 0;
 #endif
@@ -109,29 +125,46 @@ inline std::uint32_t printOf(Bytes from, std::size_t size) {
   return static_cast<std::uint32_t>(hash >> 32);
 }
 
-/// The first place of `text`, which is not empty, in the `size` bytes at `from`; `size` when there is none.
-inline std::size_t findText(Bytes from, std::size_t size, std::string_view text) {
-  if (text.size() > size) return size;
-  const std::size_t last = size - text.size();
+namespace bytes {
+
 #if QUILLON_MATCH_SSE2
-  // Both ends of the text first: Mula, "SIMD-friendly algorithms for substring searching".
-  const __m128i head = _mm_set1_epi8(text.front());
-  const __m128i tail = _mm_set1_epi8(text.back());
+/// The places of `text` in the 16 bytes at `from`, of which those up to `last` count: a bit for each, perhaps for
+/// others when `text` has more than two bytes. Both ends of the text are looked for at once: Mula, "SIMD-friendly
+/// algorithms for substring searching".
+inline std::uint32_t likelyPlaces(Bytes from, std::size_t last, std::string_view text) {
+  std::uint32_t found = sameBytes(load(from), _mm_set1_epi8(text.front()));
+  if (text.size() > 1) found &= sameBytes(load({from.at + text.size() - 1, from.limit}), _mm_set1_epi8(text.back()));
+  return last < 16 ? found & ((2U << last) - 1) : found;
+}
+
+[[gnu::noinline]] inline std::size_t findFar(Bytes from, std::size_t size, std::string_view text) {
+  const std::size_t last = size - text.size();
   for (std::size_t at = 0; at <= last; at += 16) {
-    const char* const p = from.at + at;
-    std::uint32_t found = bytes::sameBytes(bytes::load({p, from.limit}), head);
-    if (found == 0) continue;
-    if (text.size() > 1) found &= bytes::sameBytes(bytes::load({p + text.size() - 1, from.limit}), tail);
+    std::uint32_t found = likelyPlaces({from.at + at, from.limit}, last - at, text);
     for (; found != 0; found &= found - 1) {
       const std::size_t place = at + static_cast<std::size_t>(std::countr_zero(found));
-      if (place > last) return size;
       if (text.size() <= 2 || std::memcmp(from.at + place, text.data(), text.size()) == 0) return place;
     }
   }
   return size;
+}
+#endif
+
+}  // namespace bytes
+
+/// The first place of `text`, which is not empty, in the `size` bytes at `from`; `size` when there is none.
+inline std::size_t findText(Bytes from, std::size_t size, std::string_view text) {
+  if (text.size() > size) return size;
+#if QUILLON_MATCH_SSE2
+  const std::size_t last = size - text.size();
+  if (last < 16 && text.size() <= 2) {
+    const std::uint32_t found = bytes::likelyPlaces(from, last, text);
+    return found != 0 ? static_cast<std::size_t>(std::countr_zero(found)) : size;
+  }
+  return bytes::findFar(from, size, text);
 #else
   const std::size_t place = std::string_view(from.at, size).find(text);
-  return place == std::string_view::npos || place > last ? size : place;
+  return place == std::string_view::npos ? size : place;
 #endif
 }
 

@@ -24,6 +24,7 @@ bool Facts::add(std::uint32_t place) {
         addText("\n");
         break;
       case ComponentKind::kBlank:
+        if (!begun_) return false;  // at the start, and behind a blank, no white space is left
         endWord();
         break;
       case ComponentKind::kString:

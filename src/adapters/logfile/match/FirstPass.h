@@ -15,28 +15,31 @@
 
 namespace quillon {
 
-/// One or several components of a format as they match in the first pass.
+/// A field of a format, or several, and the text behind it, up to the next field: of "%t %s sshd[%s]: %s*" the steps
+/// are a time and " ", one word and " sshd[", a field and "]: ", the rest.
 struct Step {
-  enum class Kind : std::uint8_t {
-    kWords,         ///< `count` fields, each to the end of its word, with white space between them.
-    kText,          ///< `text`, with `count` blanks in it.
-    kFieldText,     ///< A field up to its bound `text`, and that.
-    kFieldNewline,  ///< A field up to the end of its line or word.
-    kTime,          ///< Three words.
-    kTimeText,      ///< Three words, the third up to its bound `text`, and that.
-    kStar,          ///< "%s*" up to its bound `text`, which stays.
-    kPlus,          ///< The same for "%s+".
-    kRest,          ///< "%s*" up to the end.
-    kRestPlus,      ///< The same for "%s+".
-    kBlank,         ///< White space.
-    kEnd,           ///< No text may be left over.
+  enum class Field : std::uint8_t {
+    kNone,      ///< For a text at the start of the format.
+    kWords,     ///< `words` fields, each to the end of its word, with white space between them.
+    kUpTo,      ///< A field up to its bound.
+    kLine,      ///< A field up to the end of its line or word.
+    kTime,      ///< Three words.
+    kTimeUpTo,  ///< Three words, the third up to its bound.
+    kStar,      ///< "%s*" up to its bound.
+    kPlus,      ///< "%s+" up to its bound.
+    kRest,      ///< "%s*" up to the end.
+    kRestPlus,  ///< "%s+" up to the end.
   };
 
-  Kind kind;
-  std::uint8_t count;
-  std::uint16_t size : 15;      ///< Of its text.
-  std::uint16_t thenBlank : 1;  ///< White space must follow, and is passed over.
-  std::uint32_t text;           ///< Where its text begins among those of the programs.
+  Field field;
+  std::uint8_t words;
+  std::uint8_t blanks;     ///< In the text, in which a blank stands for white space.
+  std::uint8_t boundSize;  ///< The bound is as many bytes of the text
+  std::uint16_t size;      ///< Of the text.
+  std::uint8_t boundAt;    ///< behind so many. It may lie behind the text.
+  bool endsBlank : 1;      ///< The text does.
+  bool last : 1;           ///< Behind it no text may be left over.
+  std::uint32_t text;      ///< Where it begins among those of the programs.
 };
 
 /// Values of a bound message, with room for those that are not one piece of it.
@@ -46,13 +49,10 @@ struct Values {
   Scratch joined;
 };
 
-/// The formats as programs over words: "%t %s sshd[%s]: session opened for %s" becomes
-///
-///     time, words 1, text "sshd[", field-text "]:", text "session opened for", words 1, end
-///
-/// of 8 bytes each. Running one is the first pass of the literal algorithm, in which each field ends at the first place
-/// that it can. When that pass succeeds, it is the result. When it fails, it often proves that no later pass can
-/// succeed: no field has another end. Else the literal algorithm must decide. Some 30 ns a message.
+/// The formats as programs over words: a step of 12 bytes for each field and the text behind it. Running one is the
+/// first pass of the literal algorithm, in which each field ends at the first place that it can. When that pass
+/// succeeds, it is the result. When it fails, it often proves that no later pass can succeed: no field has another end.
+/// Else the literal algorithm must decide. Some 30 ns a message.
 ///
 /// Formats that have no program go to the literal algorithm at once: those without variables, with more than 64, with a
 /// width, with an empty constant, and those in which an unbounded star or one that ends at "%n" is not the last.
@@ -87,16 +87,14 @@ class FirstPass::Builder {
 
  private:
   bool translate(const Operation* operation, const Operation* last);
-  bool translateField(const Operation*& operation, const Operation* last);
-  bool translateTexts(const Operation*& operation, const Operation* last);
-  bool append(Step::Kind kind, std::size_t count = 0, std::string_view text = {});
-  bool thenBlank(const Operation*& operation, const Operation* last);
+  bool translateField(const Operation& field, bool isLast, Step& step);
+  bool translateText(const Operation*& operation, const Operation* last, Step& step);
+  bool placeBound(const Operation& field, Step& step);
 
   const Literal& literal_;
   FirstPass made_;
   TextPool texts_;
-  std::string joined_;     ///< Constants that follow each other.
-  std::size_t first_ = 0;  ///< Where the program at hand begins.
+  std::string joined_;  ///< The text of the step at hand.
 };
 
 }  // namespace quillon

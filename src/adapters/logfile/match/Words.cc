@@ -18,50 +18,72 @@ void Words::scan(std::string_view text) {
   size_ = static_cast<std::uint32_t>(text.size());
   limit_ = readableEnd(text_ + size_);
   count_ = 0;
-  irregular_ = 0;
+  firstIrregular_ = UINT32_MAX;
+  lastIrregular_ = 0;
   hasNewline_ = false;
   inWhite_ = 1;
   words_[0].start = 0;
-  for (std::uint32_t at = 0; at < size_; at += 64) {
-    Block block = classify(at);
-    const bool plain = block.low == block.white || clarify(block, at);
-    // A text that ends in this block ends its last word: there stands one more blank, so to say.
-    const std::uint32_t left = size_ - at;
-    const std::uint64_t ended = left < 64 ? block.white | 1ULL << left : block.white;
-    if (plain && (ended & (ended << 1 | inWhite_)) == 0) {
-      addRegular(ended, at);
-      if (left < 64) inWhite_ = 1;
-    } else {
-      addAny(block.white, at, at + std::min<std::uint32_t>(left, 64));
-    }
-  }
+  std::uint32_t at = 0;
+  for (; at + 64 <= size_; at += 64) add(classify(at), at);
+  if (at < size_) add(classifyLast(at), at);
   if (inWhite_ == 0) words_[count_++].end = size_;
   words_[count_] = {size_, size_};
 }
 
-Words::Block Words::classify(std::uint32_t at) const {
+inline Words::Block Words::classify(std::uint32_t at) const {
   Block block{0, 0};
-  const std::uint32_t left = size_ - at;
 #if QUILLON_MATCH_SSE2
   const __m128i blanks = _mm_set1_epi8(' ');
-  for (std::uint32_t i = 0; i < 64 && i < left; i += 16) {
-    const __m128i text = bytes::load(from(at + i));
+  for (std::uint32_t i = 0; i < 64; i += 16) {
+    const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text_ + at + i));
     block.low |= static_cast<std::uint64_t>(bytes::sameBytes(_mm_min_epu8(text, blanks), text)) << i;
     block.white |= static_cast<std::uint64_t>(bytes::sameBytes(text, blanks)) << i;
   }
-  if (left < 64) {
-    const std::uint64_t inside = (1ULL << left) - 1;
-    block.low &= inside;
-    block.white &= inside;
-  }
 #else
-  for (std::uint32_t i = 0; i < 64 && i < left; ++i) {
+  for (std::uint32_t i = 0; i < 64; ++i) {
     const auto c = static_cast<unsigned char>(text_[at + i]);
     block.low |= static_cast<std::uint64_t>(c <= ' ') << i;
     block.white |= static_cast<std::uint64_t>(c == ' ') << i;
   }
 #endif
   return block;
+}
+
+/// The same for less than 64 bytes.
+inline Words::Block Words::classifyLast(std::uint32_t at) const {
+  Block block{0, 0};
+  const std::uint32_t left = size_ - at;
+#if QUILLON_MATCH_SSE2
+  const __m128i blanks = _mm_set1_epi8(' ');
+  for (std::uint32_t i = 0; i < left; i += 16) {
+    const __m128i text = bytes::load(from(at + i));
+    block.low |= static_cast<std::uint64_t>(bytes::sameBytes(_mm_min_epu8(text, blanks), text)) << i;
+    block.white |= static_cast<std::uint64_t>(bytes::sameBytes(text, blanks)) << i;
+  }
+  const std::uint64_t inside = (1ULL << left) - 1;
+  block.low &= inside;
+  block.white &= inside;
+#else
+  for (std::uint32_t i = 0; i < left; ++i) {
+    const auto c = static_cast<unsigned char>(text_[at + i]);
+    block.low |= static_cast<std::uint64_t>(c <= ' ') << i;
+    block.white |= static_cast<std::uint64_t>(c == ' ') << i;
+  }
+#endif
+  return block;
+}
+
+inline void Words::add(Block block, std::uint32_t at) {
+  const bool plain = block.low == block.white || clarify(block, at);
+  // A text that ends in this block ends its last word: there stands one more blank, so to say.
+  const std::uint32_t left = size_ - at;
+  const std::uint64_t ended = left < 64 ? block.white | 1ULL << left : block.white;
+  if (plain && (ended & (ended << 1 | inWhite_)) == 0) {
+    addRegular(ended, at);
+    if (left < 64) inWhite_ = 1;
+  } else {
+    addAny(block.white, at, at + std::min<std::uint32_t>(left, 64));
+  }
 }
 
 /// Looks at control characters one by one. A NUL byte ends the text. True when all white space is blanks.
@@ -84,7 +106,7 @@ bool Words::clarify(Block& block, std::uint32_t at) {
 }
 
 /// Every white space is one blank, and a word begins behind each.
-void Words::addRegular(std::uint64_t white, std::uint32_t at) {
+inline void Words::addRegular(std::uint64_t white, std::uint32_t at) {
   inWhite_ = white >> 63;
   Word* word = words_.data() + count_;
   for (; white != 0; white &= white - 1, ++word) {
@@ -118,7 +140,9 @@ void Words::addAny(std::uint64_t white, std::uint32_t at, std::uint32_t end) {
 void Words::noteGap(std::uint32_t nextStart) {
   if (count_ == 0) return;
   const std::uint32_t from = words_[count_ - 1].end;
-  if (nextStart - from != 1 || text_[from] != ' ') irregular_ = std::max(irregular_, from);
+  if (nextStart - from == 1 && text_[from] == ' ') return;
+  firstIrregular_ = std::min(firstIrregular_, from);
+  lastIrregular_ = from;
 }
 
 }  // namespace quillon

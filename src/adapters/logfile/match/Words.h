@@ -39,8 +39,11 @@ class Words {
   const char* limit() const { return limit_; }                                      ///< See readableEnd().
   Bytes from(std::uint32_t offset) const { return {text_ + offset, limit_}; }
 
-  /// From each word that begins behind this place on, white space between words is exactly one blank.
-  std::uint32_t irregular() const { return irregular_; }
+  /// True when all white space between `start` and `end` is known to be single blanks.
+  bool regular(std::uint32_t start, std::uint32_t end) const {
+    return start > lastIrregular_ || end <= firstIrregular_;
+  }
+
   bool hasNewline() const { return hasNewline_; }
 
  private:
@@ -49,6 +52,8 @@ class Words {
   struct Block;
 
   Block classify(std::uint32_t at) const;
+  Block classifyLast(std::uint32_t at) const;
+  void add(Block block, std::uint32_t at);
   bool clarify(Block& block, std::uint32_t at);
   void addRegular(std::uint64_t white, std::uint32_t at);
   void addAny(std::uint64_t white, std::uint32_t at, std::uint32_t end);
@@ -59,7 +64,8 @@ class Words {
   const char* limit_ = nullptr;
   std::uint32_t size_ = 0;
   std::uint32_t count_ = 0;
-  std::uint32_t irregular_ = 0;
+  std::uint32_t firstIrregular_ = 0;  ///< Where the first white space begins that is not one blank,
+  std::uint32_t lastIrregular_ = 0;   ///< and where the last does; before all and behind all when there is none.
   bool hasNewline_ = false;
   std::uint64_t inWhite_ = 1;  ///< 1 when the byte before the present block is white space.
 };
