@@ -100,7 +100,8 @@ unsigned char* get_table(const char* name, std::uint32_t* size_out) {
   for (const std::string& dir : quillon::tableDirectories()) {
     if (unsigned char* table = load_table(dir.c_str(), name, size_out)) return table;
   }
-  return nullptr;
+  const bool is_path = std::strpbrk(name, "/\\") != nullptr;
+  return is_path && !quillon::searchesCurrentDirectory() ? load_table("", name, size_out) : nullptr;
 }
 
 unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size_out) {

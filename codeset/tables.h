@@ -34,7 +34,7 @@ nxl_cs* codesetOf(unsigned char* table, std::uint32_t size);
 /// Where tables and the alias file are looked for besides what the environment names. As it stands here, the current
 /// directory is always the last place, which `quillon` has promised its users. It also means that a file that happens
 /// to lie there, named "aliases" or like a codeset, changes what texts mean; other programs therefore look there only
-/// where NXLDIR names no place.
+/// where NXLDIR names no place. A name with a slash or a backslash says itself where, and is found from there always.
 struct TableSearch {
   bool always_current_directory = true;
 

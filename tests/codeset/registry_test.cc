@@ -125,6 +125,7 @@ TEST_F(Registry, LeavesOutTheCurrentDirectoryWhereToldTo) {
   for (const Case& c : cases) {
     set("NXLDIR", c.nxldir);
     quillon::setTableSearch({c.always, c.instead});
+    EXPECT_EQ("kind 22", lookUp("./HERE"));
     EXPECT_EQ(c.expected, normalised("x") + " " + lookUp("x")) << c.nxldir << ' ' << c.always << ' ' << c.instead;
   }
   quillon::setTableSearch({});
