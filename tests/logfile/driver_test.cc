@@ -147,8 +147,10 @@ TEST_F(Driver, WhatCannotBeWrittenIsTold) {
   EXPECT_TRUE(cefcn == parse_error && cwfcn == parse_warning && pefcn == ZORAD_Error && ptfcn == ZORAD_Error);
 }
 
+[[gnu::format(printf, 5, 6)]] int returnsSeven(int, int, const char*, int, const char*, ...) { return 7; }
+
 TEST_F(Driver, WhatAHookReturnsIsNobodysBusiness) {
-  cefcn = [](int, int, const char*, int, const char*, ...) { return 7; };
+  cefcn = returnsSeven;
   EXPECT_EQ(0, eConfig_yyerror("x"));
 }
 
