@@ -13,7 +13,6 @@ struct Words::Block {
 };
 
 void Words::scan(std::string_view text) {
-  if (text.size() / 2 + 3 > words_.size()) words_.resize(text.size() / 2 + 3);
   text_ = text.data();
   size_ = static_cast<std::uint32_t>(text.size());
   limit_ = readableEnd(text_ + size_);
@@ -74,6 +73,7 @@ inline Words::Block Words::classifyLast(std::uint32_t at) const {
 }
 
 inline void Words::add(Block block, std::uint32_t at) {
+  if (words_.size() - count_ < kMostInBlock) words_.resize(2 * words_.size());
   const bool plain = block.low == block.white || clarify(block, at);
   // A text that ends in this block ends its last word: there stands one more blank, so to say.
   const std::uint32_t left = size_ - at;

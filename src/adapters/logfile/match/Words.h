@@ -20,7 +20,7 @@ struct Word {
 /// white space that is not exactly one blank begins behind "c". A newline is part of a word, as everywhere; what it
 /// means in a message from an event log, where it is also white space, cannot be said of words: see hasNewline().
 ///
-/// Keeps its room from one message to the next, 4 bytes for each byte of the longest message. 64 bytes take about 30
+/// Keeps its room from one message to the next, 16 bytes at most for each word of the one with the most. 64 bytes take about 30
 /// instructions and 4 more for each word in them.
 class Words {
  public:
@@ -48,6 +48,7 @@ class Words {
 
  private:
   static constexpr std::size_t kFirstRoom = 1024;
+  static constexpr std::size_t kMostInBlock = 68;  ///< Words that may be written for 64 bytes, and behind the last.
 
   struct Block;
 
