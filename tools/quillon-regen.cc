@@ -12,6 +12,7 @@
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 
 namespace {
 
@@ -29,6 +30,7 @@ bool dump(const LogDriver& reader) {
 int main(int argc, char* argv[]) {
   quillon::prepareProcess();
   quillon::setTableSearch({.always_current_directory = false, .instead_of_nxldir = {}});
+  quillon::holdCodeset();
   reporting_always = true;
   comments_must_close = true;
   std::string formats;

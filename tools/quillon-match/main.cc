@@ -6,6 +6,7 @@
 #include "program/program.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 #include "tools/quillon-match/Matching.h"
 #include "tools/quillon-match/options.h"
 
@@ -13,6 +14,7 @@
 int main(int argc, char* argv[]) {
   quillon::prepareProcess();
   quillon::setTableSearch({.always_current_directory = false, .instead_of_nxldir = {}});
+  quillon::holdCodeset();
   reporting_always = true;
   comments_must_close = true;
   quillon::MatchOptions options;
