@@ -1,3 +1,7 @@
+// What a format is made of. The automaton below splits a whole format string, as an editor has it; a format file is
+// split by the scanner, which knows lines besides. Both give the same pieces: "%5s: a  b" is "%5s", ":", " ", "a", " ",
+// "b". Each character is looked at once.
+
 #include "src/adapters/logfile/common/FormatSpec.h"
 
 #include <algorithm>
@@ -199,7 +203,11 @@ FormatSpec* FormatSpec::verifySlot() {
 
 void FormatSpec::UTF8fmt() {
   if (quillon::isUtf8(quillon::platformCodeset())) return;
-  for (FormatComponent* component : components) component->UTF8Component();
+  for (FormatComponent* component : components) {
+    // Fields and blanks are the language's, in UTF-8 from the beginning, and most are shared: to convert them for each
+    // format would be to convert them again and again.
+    if (component->kind() == quillon::ComponentKind::kConstant) component->UTF8Component();
+  }
 }
 
 const qlStrobj& FormatSpec::bvalue(VarMapEntry* e) {

@@ -23,6 +23,8 @@ class SysLogMsg;
 ///
 /// A format string has at most 64 variables. Further ones are reported, which makes the format file unreadable, and
 /// counted, but have no value.
+///
+/// Threads: one at a time binds or changes a format; what is constant may be asked for by any number while nobody does.
 class FormatSpec : public MapSpec {
  public:
   static constexpr int kMaxVariables = 64;
@@ -50,7 +52,7 @@ class FormatSpec : public MapSpec {
   /// Reports variables that no map names and those that several name. Returns this format.
   FormatSpec* verifySlot();
 
-  /// Converts the components' texts to UTF-8. Once for a format, before it binds.
+  /// Converts the texts of the constants to UTF-8. Once for a format, before it binds.
   void UTF8fmt();
 
   int numvars() override { return numVars; }

@@ -11,7 +11,10 @@
 class FormatSpec;
 
 /// Owns what one format file defines: the ordered formats, each with one reference, and the stream for messages that
-/// no format matches. Reading is not reentrant: one driver reads at a time.
+/// no format matches.
+///
+/// Threads: a driver and its formats belong to one at a time. Those that read files themselves, by a constructor or
+/// reloadFmts(), do so one at a time in the process, and install the hooks; others are filled by a FormatReader.
 class LogDriver {
  public:
   /// Reads `fmtfile` and prepares its formats for use. Messages that no format matches are appended to `outfile`;
@@ -48,8 +51,9 @@ class LogDriver {
 
   /// Binds `message` to the first format that it matches and returns that, or null. `index` is the format's place
   /// counted from the end of the list as it was at the first call in this process: after orderFmts() that is its place
-  /// in the file. `fromEventLog` makes newlines white space. A message without a format goes to the unmatched output,
-  /// with one newline behind it, and that is flushed.
+  /// in the file. It is fixed then because events carry it: a format keeps its number while others come and go, even if
+  /// after a reload the numbers say nothing any more. `fromEventLog` makes newlines white space. A message without a
+  /// format goes to the unmatched output, with one newline behind it, and that is flushed.
   FormatSpec* bind(const char* message, int& index, int fromEventLog = 0);
 
   /// Write the class definitions of all formats, or the format file that makes them, to the file `path`, or to standard

@@ -1,3 +1,6 @@
+// The maps of a class and how they are written. Few entries are found by a walk, many by an index: both cost the same
+// at kWalked, and a file whose blocks have any number of slots is read in linear time.
+
 #include "src/adapters/logfile/common/MapSpec.h"
 
 #include <charconv>

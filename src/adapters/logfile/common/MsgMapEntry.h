@@ -52,6 +52,8 @@ inline constexpr long printMap = 12;
 
 /// Says where the value of one slot of an event comes from. Entries are counted (foundation/refcnt.h) and shared
 /// between a format and the formats that follow it; destroying one that is still referenced aborts.
+///
+/// Threads: as for the map it is in.
 class MsgMapEntry : public quillon::Pooled {
  public:
   /// A new entry of kind `type`, null for any other code. A `text` that begins with "-" gives an unmapped entry named

@@ -1,3 +1,11 @@
+// Where things stand in a file. The scanner has offsets: how many bytes fill() had given before a token. A reading with
+// a sink remembers with each text the offset of its line, so that in "FORMAT A\nuser $2\n" the text "$2" has the mark
+// {at 14, line start 9, line 2}, which is line 2, column 6. NUL and \1 reach the scanner as two bytes; for each such
+// pair the start of the line is moved on by one, and columns count bytes of the file again. The line that printed
+// reports tell is another one: it leaves out newlines within quoted texts, and at a newline it is already the next.
+//
+// Cost: some twenty instructions for each text; nothing in a reading without a sink.
+
 #include "src/adapters/logfile/common/Reading.h"
 
 #include <unistd.h>

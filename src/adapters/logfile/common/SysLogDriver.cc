@@ -1,7 +1,5 @@
 #include "src/adapters/logfile/common/SysLogDriver.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -20,11 +18,4 @@ SysLogDriver::SysLogDriver(const char* fmtfile) : LogDriver(fmtfile, nullptr, 1)
   ZORAD_Error(quillon::kDriverLevel, "src/adapters/logfile/common/SysLogDriver", kOutputSite, 1, -1,
               "cannot write standard output: %s", std::strerror(errno));
   std::exit(EXIT_FAILURE);
-}
-
-SysLogDriver::~SysLogDriver() {
-  poller.reset();
-  for (int descriptor : {sources[0], sources[1], sources[2], sources[3], lock}) {
-    if (descriptor >= 0) ::close(descriptor);
-  }
 }

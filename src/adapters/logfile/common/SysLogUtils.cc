@@ -11,7 +11,7 @@ qlStrobj* SysLogUtils::unresolved = nullptr;
 void SysLogUtils::init() {
   [[maybe_unused]] static const bool once = [] {
     hosts = new qlList<hostinfo*>;
-    unresolved = new qlStrobj("???");
+    unresolved = new qlStrobj(qlStrobj::permanent("???"));
     return true;
   }();
 }

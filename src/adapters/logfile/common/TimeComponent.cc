@@ -11,7 +11,7 @@ TimeComponent* shared_time = nullptr;
 
 void TimeComponent::init() {
   if (shared_time) return;
-  shared_time = new TimeComponent("%t");
+  shared_time = new TimeComponent("%t", kTimeField);
   share(shared_time);
 }
 
