@@ -26,8 +26,8 @@ using ParseReporter
 [[gnu::format(printf, 6, 7)]] extern Reporter* pefcn;       ///< Errors elsewhere.
 [[gnu::format(printf, 6, 7)]] extern Reporter* ptfcn;       ///< Traces elsewhere.
 
-/// Set by a program that wants its reports on standard error even when nobody watches a terminal; read by
-/// ZORAD_Error(). Off unless set.
+/// Set by a program that wants its reports on standard error even when nobody watches a terminal, with control
+/// characters made visible; read by ZORAD_Error(). Off unless set.
 extern bool reporting_always;
 
 namespace quillon {
