@@ -79,8 +79,9 @@ class Lognorm : public Binder {
 
   std::size_t bindAll(std::string_view text) override {
     return countLines(text, [this](std::string_view line) {
+      line_ = line;  // of a line that no rule fits it reads on up to a NUL
       json_object* event = nullptr;
-      const int code = ln_normalize(context_, line.data(), line.size(), &event);
+      const int code = ln_normalize(context_, line_.c_str(), line_.size(), &event);
       if (event) json_object_put(event);
       return code == 0;
     });
@@ -88,6 +89,7 @@ class Lognorm : public Binder {
 
  private:
   ln_ctx context_;
+  std::string line_;
   bool loaded_ = false;
 };
 

@@ -10,6 +10,7 @@
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/match/FormatSet.h"
 #include "src/adapters/logfile/match/Matcher.h"
+#include "tests/logfile/model.h"
 #include "tests/match/support/comparison.h"
 #include "tests/match/support/log_lines.h"
 #include "tests/match/support/scaled_set.h"
@@ -127,11 +128,21 @@ const Case kCases[] = {
 };
 
 TEST(Exactness, OfCasesWorkedOutByHand) {
+  EXPECT_EQ("none", Comparison(FormatList()).engine("a"));
   for (const Case& c : kCases) {
     Comparison comparison(formatsOf(c));
     EXPECT_EQ(c.expected, comparison.plain(c.message)) << c.formats[0] << " on " << printable(c.message);
     EXPECT_EQ(c.expected, comparison.engine(c.message)) << c.formats[0] << " on " << printable(c.message);
   }
+}
+
+TEST(Exactness, OfFormatsWithMoreVariablesThanValues) {
+  const std::string expected = "0: x" + times(63, "|x");
+  expectFromChild(expected + " " + expected, [] {  // such a format is reported, which no later read forgets
+    Comparison comparison({tokensOf("a" + times(66, " %s"))});
+    const std::string message = "a" + times(66, " x");
+    return comparison.plain(message) + " " + comparison.engine(message);
+  });
 }
 
 TEST(Exactness, OfEventIds) {

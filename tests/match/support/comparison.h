@@ -1,6 +1,7 @@
 #ifndef QUILLON_TESTS_MATCH_SUPPORT_COMPARISON_H_
 #define QUILLON_TESTS_MATCH_SUPPORT_COMPARISON_H_
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -59,6 +60,7 @@ class Comparison {
   std::vector<FormatSpec*> formats_;
   std::shared_ptr<const FormatSet> set_;
   std::optional<Matcher> matcher_;
+  std::uint64_t asked_ = 0;
   std::string text_;     ///< The message, NUL-terminated, for the plain bind,
   GuardedText guarded_;  ///< and for the engine.
   bool bound_ = false;

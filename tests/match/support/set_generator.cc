@@ -6,7 +6,8 @@ namespace quillon {
 
 namespace {
 
-const char* const kPunctuation[] = {":", "]", "[", "=", ",", "]:", "(", ")", "\"", "-", "::", "]]"};
+// No word holds the last one, and the one before takes nothing.
+const char* const kPunctuation[] = {":", "]", "[", "=", ",", "]:", "(", ")", "\"", "-", "::", "]]", "", "a b"};
 
 /// The pieces of `text` between white space, which is kept in front of them.
 std::vector<std::string> wordsOf(const std::string& text) {
@@ -52,7 +53,8 @@ void SetGenerator::makeWords() {
     std::string word = letters(natural ? 12 : 3);
     if (random_.chance(natural ? 30 : 5)) word = stem.substr(0, 8 * (1 + random_.below(2))) + word;
     if (random_.chance(5)) word = word + stem + stem;
-    if (random_.chance(1)) word += std::string(random_.pick(std::vector<std::size_t>{250, 255, 256, 600, 5000}), 'a');
+    if (random_.chance(1))
+      word += std::string(random_.pick(std::vector<std::size_t>{250, 255, 256, 600, 5000, 40'000, 70'000}), 'a');
     if (random_.chance(2)) word += "\xC3\xA9";
     words_.push_back(word.empty() ? "a" : word);
   }
@@ -115,7 +117,7 @@ void SetGenerator::addWord(Tokens& tokens) {
 
 const char* SetGenerator::field() {
   static const char* const several[] = {"%s*", "%s*", "%s+", "%s+", "%2s*", "%3s+"};
-  static const char* const one[] = {"%s", "%s", "%s", "%s", "%s", "%s", "%t", "%2s", "%1s"};
+  static const char* const one[] = {"%s", "%s", "%s", "%s", "%s", "%s", "%t", "%2s", "%1s", "%0s"};
   return random_.chance(starPercent_) ? random_.pick(several) : random_.pick(one);
 }
 

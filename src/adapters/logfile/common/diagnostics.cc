@@ -64,8 +64,11 @@ void exitWhenMemoryIsExhausted() {
   std::set_new_handler([] { exitWithoutMemory("out of memory"); });
 }
 
+/// The site of the report.
+constexpr int kMemorySite = 39;
+
 void exitWithoutMemory(const char* message) {
-  ZORAD_Error(kDriverLevel, __FILE__, __LINE__, 1, -1, "%s", message);
+  ZORAD_Error(kDriverLevel, "src/adapters/logfile/common/diagnostics", kMemorySite, 1, -1, "%s", message);
   std::exit(EXIT_FAILURE);
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <new>
 #include <set>
 #include <utility>
 
@@ -26,7 +27,8 @@ std::string utf8(std::string_view text) {
   if (isAscii || isUtf8(codeset)) return std::string(text);
   const std::string source(text);
   const ConvertedText converted(nxl_to_utf8, codeset, source);
-  return converted.text() ? converted.text() : source;
+  if (!converted.text()) throw std::bad_alloc();
+  return converted.text();
 }
 
 /// The names of the slots of `format` as an object has them: UTF-8, and each only once.
@@ -162,6 +164,7 @@ class EventForms::Builder {
 
   /// Constants are escaped as a whole: a character may be in two of them.
   void endConstant() {
+    if (constant_.empty()) return;
     forms_.form_ == EventForm::kJson ? appendJson(text_, constant_) : void(text_ += constant_);
     constant_.clear();
   }

@@ -1,6 +1,8 @@
 #ifndef QUILLON_SRC_ADAPTERS_LOGFILE_MATCH_ENGINE_H_
 #define QUILLON_SRC_ADAPTERS_LOGFILE_MATCH_ENGINE_H_
 
+#include "src/adapters/logfile/match/FirstPass.h"
+#include "src/adapters/logfile/match/Index.h"
 #include "src/adapters/logfile/match/Literal.h"
 
 namespace quillon {
@@ -8,6 +10,9 @@ namespace quillon {
 /// All that a FormatSet holds.
 struct Engine {
   Literal literal;
+  FirstPass firstPass;
+  Index index;                       ///< Of the formats with variables.
+  std::vector<std::uint32_t> fixed;  ///< The places of the formats without variables.
   bool inFileOrder = true;
 };
 

@@ -4,6 +4,8 @@
 
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/match/Engine.h"
+#include "src/adapters/logfile/match/Facts.h"
+#include "src/adapters/logfile/match/IndexBuilder.h"
 
 namespace quillon {
 
@@ -12,6 +14,19 @@ std::shared_ptr<const FormatSet> FormatSet::make(const LogDriver& driver) {
   Literal::Builder literal;
   for (FormatSpec* format : driver.getFormats()) literal.add(*format);
   engine->literal = literal.finish();
+  FirstPass::Builder firstPass(engine->literal);
+  Facts facts(engine->literal);
+  for (std::uint32_t place = 0; place < engine->literal.size(); ++place) {
+    firstPass.add(place);
+    if (engine->literal.variables(place) > 0) {
+      facts.add(place);
+    } else {
+      engine->fixed.push_back(place);
+    }
+  }
+  facts.finish();
+  engine->firstPass = firstPass.finish();
+  engine->index = IndexBuilder(facts, engine->firstPass).build();
   engine->inFileOrder = driver.isInFileOrder();
   return std::shared_ptr<const FormatSet>(new FormatSet(std::move(engine)));
 }

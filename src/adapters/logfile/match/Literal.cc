@@ -7,17 +7,11 @@
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/NewlineComponent.h"
 #include "src/adapters/logfile/common/StringComponent.h"
+#include "src/adapters/logfile/match/Bytes.h"
 
 namespace quillon {
 
 namespace {
-
-/// FNV-1a; texts are short. Fowler, Noll, Vo: "FNV Non-Cryptographic Hash Algorithm".
-std::size_t hashOf(std::string_view text) {
-  std::uint64_t hash = 0xcbf29ce484222325;
-  for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
-  return hash ^ (hash >> 29);
-}
 
 Bound boundOf(const ConstComponent* bound) {
   if (bound == ConstComponent::none()) return Bound::kNone;
@@ -32,7 +26,35 @@ const OwnField& Literal::own(const Operation& operation) const {
                            [](const OwnField& field, std::uint32_t place) { return field.operation < place; });
 }
 
-Literal::Builder::Builder() : known_(256) {
+/// In a bind each component takes a piece of the message behind that of the one before. So it is enough to look for
+/// each constant behind the first place where the one before can end. Where a newline is white space, the last constant
+/// may reach into that.
+bool Literal::constantsOccur(std::uint32_t place, const MessageText& message) const {
+  const Operation* const first = begin(place);
+  const Operation* const last = end(place);
+  const auto isText = [](const Operation& operation) {
+    return operation.kind() == ComponentKind::kConstant || operation.kind() == ComponentKind::kNewline;
+  };
+  const auto textOf = [this](const Operation& operation) {
+    return operation.kind() == ComponentKind::kNewline ? std::string_view("\n") : text(operation);
+  };
+  const char* const contentEnd = message.newlineIsSpace ? message.end : message.contentEnd;
+  const char* at = message.start;
+  if (at < contentEnd && !message.newlineIsSpace && isText(last[-1])) {
+    if (!std::string_view(at, static_cast<std::size_t>(contentEnd - at)).ends_with(textOf(last[-1]))) return false;
+  }
+  const char* const limit = readableEnd(message.end);
+  for (const Operation* operation = first; operation != last; ++operation) {
+    if (!isText(*operation) || textOf(*operation).empty()) continue;
+    const std::size_t size = at < contentEnd ? static_cast<std::size_t>(contentEnd - at) : 0;
+    const std::size_t found = findText({at, limit}, size, textOf(*operation));
+    if (found == size) return false;
+    at += found + textOf(*operation).size();
+  }
+  return true;
+}
+
+Literal::Builder::Builder() {
   made_.newStringMeaning_ = ::newStringMeaning;
   made_.starFallback_ = ::starFallback;
 }
@@ -56,7 +78,8 @@ void Literal::Builder::add(FormatSpec& format) {
       if (operation.bound() == Bound::kConstant) textOf = bound;
     }
     if (textOf) {
-      operation.text = intern(textOf->view());
+      if (textOf->view().size() >= 1U << 26) throw std::length_error("a constant is too long");
+      operation.text = texts_.keep(textOf->view());
       operation.size = static_cast<std::uint32_t>(textOf->view().size()) & 0x3ffffff;
     }
     if (component->variable()) {
@@ -86,39 +109,8 @@ Literal Literal::Builder::finish() {
   made_.formats_.push_back({static_cast<std::uint32_t>(made_.operations_.size()), 0});
   made_.formats_.shrink_to_fit();
   made_.operations_.shrink_to_fit();
-  made_.texts_.shrink_to_fit();
+  made_.texts_ = texts_.finish();
   return std::move(made_);
-}
-
-std::uint32_t Literal::Builder::intern(std::string_view text) {
-  if (text.empty()) return 0;
-  for (std::size_t i = hashOf(text) & (known_.size() - 1);; i = (i + 1) & (known_.size() - 1)) {
-    Known& known = known_[i];
-    if (known.size == 0) {
-      if (text.size() >= 1U << 26 || made_.texts_.size() + text.size() > UINT32_MAX) {
-        throw std::length_error("the constants of the formats are too long");
-      }
-      known = {static_cast<std::uint32_t>(made_.texts_.size()), static_cast<std::uint32_t>(text.size())};
-      made_.texts_ += text;
-      const std::uint32_t at = known.text;
-      if (2 * ++count_ > known_.size()) grow();
-      return at;
-    }
-    if (known.size == text.size() && std::string_view(made_.texts_).substr(known.text, known.size) == text) {
-      return known.text;
-    }
-  }
-}
-
-void Literal::Builder::grow() {
-  std::vector<Known> larger(2 * known_.size());
-  for (const Known& known : known_) {
-    if (known.size == 0) continue;
-    std::size_t i = hashOf(std::string_view(made_.texts_).substr(known.text, known.size)) & (larger.size() - 1);
-    while (larger[i].size != 0) i = (i + 1) & (larger.size() - 1);
-    larger[i] = known;
-  }
-  known_ = std::move(larger);
 }
 
 }  // namespace quillon

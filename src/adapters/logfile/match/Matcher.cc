@@ -1,7 +1,7 @@
 #include "src/adapters/logfile/match/Matcher.h"
 
 #include <algorithm>
-#include <array>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -24,51 +24,114 @@ class Matcher::State {
   }
 
   const Match* bind(std::string_view text, bool fromEventLog) {
-    const MessageText message(upToNul(text), fromEventLog);
-    NoRecorder none;
-    for (std::uint32_t place = 0; place < formats_.size(); ++place) {
-      FormatCounts& counts = counts_[place];
-      const std::uint64_t gaveUp = room_.gaveUp;
-      ++counts.tried;
-      const Match* const match = bindLiterally(place, message, none);
-      counts.givenUp += room_.gaveUp - gaveUp;
-      if (!match) continue;
-      ++counts.bound;
-      return match;
+    words_.scan(text);
+    message_.reset();
+    best_ = kNone;
+    // Where a newline is white space as well as part of a word, words mean nothing. With steps that stay from one
+    // format to the next, no format can be left out.
+    if ((fromEventLog && words_.hasNewline()) || !engine_.literal.starFallback()) return bindInOrder(fromEventLog);
+    for (const std::uint32_t place : engine_.fixed) {
+      if (best_ == kNone) tryLiterally(place);
     }
-    return nullptr;
+    engine_.index.find(words_, [this](const Index::Candidate* candidate) { tryLeaf(candidate); });
+    return result();
   }
 
-  const Match* bind(std::string_view text, bool fromEventLog, Recorder& recorder) {
-    const MessageText message(upToNul(text), fromEventLog);
+  template <class Record>
+  const Match* bind(std::string_view text, bool fromEventLog, Record& recorder) {
     for (std::uint32_t place = 0; place < formats_.size(); ++place) {
-      if (const Match* const match = bindLiterally(place, message, recorder)) return match;
+      if (const Match* const match = bindOne(place, text, fromEventLog, recorder)) return match;
     }
     return nullptr;
   }
 
   template <class Record>
   const Match* bindOne(std::uint32_t place, std::string_view text, bool fromEventLog, Record& recorder) {
-    return bindLiterally(place, MessageText(upToNul(text), fromEventLog), recorder);
+    message_.emplace(upToNul(text), fromEventLog);
+    best_ = kNone;
+    bindLiterally(place, recorder);
+    return result();
   }
 
   const FormatCounts& counts(std::uint32_t place) const { return counts_[place]; }
 
  private:
+  static constexpr std::uint32_t kNone = UINT32_MAX;
+
+  const Match* bindInOrder(bool fromEventLog) {
+    message_.emplace(std::string_view(words_.text(), words_.size()), fromEventLog);
+    for (std::uint32_t place = 0; place < formats_.size() && best_ == kNone; ++place) tryLiterally(place);
+    return result();
+  }
+
+  /// Leaves may come in any order, and so the best one so far is kept while others are tried.
+  void tryLeaf(const Index::Candidate* candidate) {
+    for (;; ++candidate) {
+      if (candidate->place >= best_) return;
+      if (Index::suits(*candidate, words_)) tryCandidate(*candidate);
+      if (candidate->check.last) return;
+    }
+  }
+
+  void tryCandidate(const Index::Candidate& candidate) {
+    if (candidate.program == FirstPass::kNoProgram) return tryLiterally(candidate.place);
+    switch (engine_.firstPass.run(candidate.program, words_, spare())) {
+      case FirstPass::Result::kBound:
+        ++counts_[candidate.place].tried;
+        accept(candidate.place);
+        break;
+      case FirstPass::Result::kRefused:
+        ++counts_[candidate.place].tried;
+        break;
+      case FirstPass::Result::kUndecided:
+        tryLiterally(candidate.place);
+    }
+  }
+
+  void tryLiterally(std::uint32_t place) {
+    FormatCounts& counts = counts_[place];
+    ++counts.tried;
+    if (!message_) message_.emplace(std::string_view(words_.text(), words_.size()), false);
+    const Literal& literal = engine_.literal;
+    if (literal.starFallback() && literal.variables(place) > 0 && !literal.constantsOccur(place, *message_)) return;
+    const std::uint64_t gaveUp = room_.gaveUp;
+    NoRecorder none;
+    bindLiterally(place, none);
+    counts.givenUp += room_.gaveUp - gaveUp;
+  }
+
   template <class Record>
-  const Match* bindLiterally(std::uint32_t place, const MessageText& message, Record& recorder) {
-    if (!LiteralBinder<Record>(engine_.literal, room_, message, place, recorder).run()) return nullptr;
-    const std::size_t count =
-        std::min<std::size_t>(engine_.literal.variables(place), static_cast<std::size_t>(FormatSpec::kMaxVariables));
-    for (std::size_t i = 0; i < count; ++i) values_[i] = room_.attempts[i].value.view(room_.scratch);
-    match_ = {place, formats_.eventId(place), {values_.data(), count}};
+  void bindLiterally(std::uint32_t place, Record& recorder) {
+    if (!LiteralBinder<Record>(engine_.literal, room_, *message_, place, recorder).run()) return;
+    Values& values = spare();
+    std::swap(values.joined, room_.scratch);
+    values.count = std::min<std::uint32_t>(engine_.literal.variables(place), FormatSpec::kMaxVariables);
+    for (std::uint32_t i = 0; i < values.count; ++i) values.views[i] = room_.attempts[i].value.view(values.joined);
+    accept(place);
+  }
+
+  Values& spare() { return values_[1 - kept_]; }
+
+  void accept(std::uint32_t place) {
+    best_ = place;
+    kept_ = 1 - kept_;
+  }
+
+  const Match* result() {
+    if (best_ == kNone) return nullptr;
+    ++counts_[best_].bound;
+    match_ = {best_, formats_.eventId(best_), {values_[kept_].views.data(), values_[kept_].count}};
     return &match_;
   }
 
   const FormatSet& formats_;
   const Engine& engine_;
+  Words words_;
+  std::optional<MessageText> message_;  ///< The message for the literal algorithm, when it was needed.
   LiteralRoom room_;
-  std::array<std::string_view, FormatSpec::kMaxVariables> values_;
+  Values values_[2];      ///< Those of the best format so far, and room for those of another one.
+  std::size_t kept_ = 0;  ///< Which are of the best.
+  std::uint32_t best_ = kNone;
   Match match_{};
   std::vector<FormatCounts> counts_;
 };
