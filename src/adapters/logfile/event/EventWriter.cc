@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <utility>
 
 #include "src/adapters/logfile/event/json_text.h"
@@ -35,8 +34,10 @@ char* copyValue(char* out, std::string_view value) {
   return out + value.size();
 }
 
+/// Also of addresses that belong to different texts, so not by comparing pointers.
 bool isWithin(std::string_view text, std::string_view part) {
-  return !std::less<>()(part.data(), text.data()) && !std::less<>()(text.data() + text.size(), part.data());
+  return !text.empty() &&
+         reinterpret_cast<std::uintptr_t>(part.data()) - reinterpret_cast<std::uintptr_t>(text.data()) <= text.size();
 }
 
 }  // namespace
@@ -66,10 +67,14 @@ std::size_t EventWriter::begin(std::size_t format, std::span<const std::string_v
 std::size_t EventWriter::begin(std::size_t format, std::span<const std::string_view> values, std::string_view text) {
   const bool isPlain = forms_->form() == EventForm::kText || (!text.empty() && isPlainJson(text));
   std::size_t longest = longestSource_;
-  const std::size_t count = std::min<std::size_t>(values.size(), EventForms::kDefault - 1);
-  for (std::size_t i = 0; i < count; ++i) {
-    values_[i + 1] = ready(room_[i + 1], values[i], isPlain, isWithin(text, values[i]));
-    longest = std::max(longest, values_[i + 1].size());
+  std::string_view* out = values_.data();
+  for (std::string_view value : values.first(std::min<std::size_t>(values.size(), EventForms::kDefault - 1))) {
+    ++out;
+    const bool isReadable = isWithin(text, value);
+    *out = isPlain && isReadable
+               ? value
+               : ready(room_[static_cast<std::size_t>(out - values_.data())], value, isPlain, isReadable);
+    longest = std::max(longest, out->size());
   }
   format_ = format;
   const EventForms::Format& form = forms_->formats_[format];
