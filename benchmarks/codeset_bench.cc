@@ -17,19 +17,23 @@ namespace {
 
 constexpr std::size_t kTextBytes = 64 << 10;
 
-// A language as far as conversion goes: how often which characters come. Words are separated by a blank.
+// A language as far as conversion goes: how often which characters come. Words are separated by a blank, but for those
+// of a "solid" text.
 struct Language {
   const char* name;
   std::vector<const char*> frequent;  // nine of ten characters
   std::vector<const char*> rare;
+  bool solid = false;
 };
 
 const Language kLanguages[] = {
     {"ascii-text", {"a", "e", "i", "o", "n", "r", "s", "t", "0", "1", ":", "["}, {"q", "z", "X"}},
     {"latin-text", {"a", "e", "i", "o", "n", "r", "s", "t", "l", "d", "u"}, {"\u00e9", "\u00fc", "\u00df", "\u00f1"}},
+    {"accented-text", {"a", "e", "\u00e9", "\u00fc", "n", "\u00df"}, {"\u00f1", "s"}},
     {"cyrillic-text",
      {"\u0430", "\u0435", "\u0438", "\u043e", "\u043d", "\u0440", "\u0441"},
      {"\u0416", "\u044f", "7"}},
+    {"cyrillic-solid", {"\u0430", "\u0435", "\u0438", "\u043e", "\u043d"}, {"\u0416", "\u044f"}, true},
     {"japanese-text",
      {"\u3042", "\u306e", "\u3092", "\u30af", "\u65e5", "\u672c", "\u8a9e"},
      {"\u3001", "\u6f22", "7"}},
@@ -44,7 +48,7 @@ std::string makeText(const Language& language) {
   while (text.size() < kTextBytes) {
     for (std::size_t left = 2 + random() % 9; left > 0; --left)
       text += pick(random() % 10 ? language.frequent : language.rare);
-    text += random() % 12 ? ' ' : '\n';
+    if (!language.solid) text += random() % 12 ? ' ' : '\n';
   }
   return text;
 }
@@ -66,13 +70,23 @@ struct Case {
 };
 
 const Case kCases[] = {
-    {"UTF8", "UTF-8", "ascii-text"},          {"UTF8", "UTF-8", "cyrillic-text"},
-    {"ISO88591", "ISO-8859-1", "ascii-text"}, {"ISO88591", "ISO-8859-1", "latin-text"},
-    {"CP1252", "CP1252", "latin-text"},       {"KOI8R", "KOI8-R", "cyrillic-text"},
-    {"SHIFTJIS", "SJIS", "japanese-text"},    {"EUCJP", "EUC-JP", "japanese-text"},
-    {"EUCKR", "EUC-KR", "korean-text"},       {"BIG5", "BIG5", "chinese-text"},
-    {"GBK", "GBK", "chinese-text"},           {"GB18030", "GB18030", "chinese-text"},
-    {"GB18030", "GB18030", "cyrillic-text"},  {"1047", "IBM1047", "latin-text"},
+    {"UTF8", "UTF-8", "ascii-text"},
+    {"UTF8", "UTF-8", "cyrillic-text"},
+    {"ISO88591", "ISO-8859-1", "ascii-text"},
+    {"ISO88591", "ISO-8859-1", "latin-text"},
+    {"ISO88591", "ISO-8859-1", "accented-text"},
+    {"1047", "IBM1047", "accented-text"},
+    {"CP1252", "CP1252", "latin-text"},
+    {"KOI8R", "KOI8-R", "cyrillic-text"},
+    {"KOI8R", "KOI8-R", "cyrillic-solid"},
+    {"SHIFTJIS", "SJIS", "japanese-text"},
+    {"EUCJP", "EUC-JP", "japanese-text"},
+    {"EUCKR", "EUC-KR", "korean-text"},
+    {"BIG5", "BIG5", "chinese-text"},
+    {"GBK", "GBK", "chinese-text"},
+    {"GB18030", "GB18030", "chinese-text"},
+    {"GB18030", "GB18030", "cyrillic-text"},
+    {"1047", "IBM1047", "latin-text"},
     {"939", "IBM939", "japanese-text"},
 };
 

@@ -1,8 +1,10 @@
 #ifndef QUILLON_CODESET_ASCII_H_
 #define QUILLON_CODESET_ASCII_H_
 
+#include "codeset/forms.h"
 #include "codeset/image.h"
 #include "codeset/transcode.h"
+#include "codeset/utf8_ucs2.h"
 
 /// Sources and targets of the codesets that contain ASCII: a byte below 0x80 at the start of a character is ASCII,
 /// whatever the table says.
@@ -15,46 +17,41 @@ class SingleByteSource {
  public:
   using Unit = unsigned char;
   static constexpr bool kAscii = true;
-  static constexpr bool kFixed = true;
 
   explicit SingleByteSource(const nxl_cs& cs) : single_(singleBytes(cs)), forms_(formsFor(cs, kSingleByteKind)) {}
 
-  Step next(const unsigned char* p, const unsigned char* /*end*/) const { return {single(*p), 1}; }
-  const std::uint32_t* forms() const { return forms_; }
+  Step next(const unsigned char* p, const unsigned char* /*end*/) const { return {single(single_, *p), 1}; }
 
- protected:
-  char32_t single(unsigned char byte) const {
-    const std::uint32_t high = 0u - (byte >> 7);  // all bits or none: a branch here would often be guessed wrongly
-    const std::uint32_t c = (single_[byte] & high) | (byte & ~high);
+  static char32_t single(const Column& column, unsigned char byte) {
+    const std::uint32_t c = byte < 0x80 ? byte : column[byte];
     return c == kUnmappable ? kSubstitute : c;
   }
 
+  static constexpr bool kUnits = true;
+  static constexpr int kShortest = 1;
+  const std::uint32_t* forms(const Utf8Target& /*target*/) const { return forms_ ? forms_->units : nullptr; }
+  static Marks marks(const unsigned char* block) { return markBytes(block); }
+  static std::uint32_t form(const std::uint32_t* forms, const unsigned char* p) { return forms[*p]; }
+
  private:
   Column single_;
-  const std::uint32_t* forms_;
+  const Forms* forms_;
 };
 
 /// Characters of up to kLongest bytes, found row by row.
 template <int kLongest>
-class RowSource : public SingleByteSource {
+class RowSource {
  public:
-  static constexpr bool kFixed = false;
+  using Unit = unsigned char;
+  static constexpr bool kAscii = true;
 
   explicit RowSource(const nxl_cs& cs, NxlKind kind = kLongest == 2 ? kDoubleByteKind : kMultiByteKind)
-      : SingleByteSource(cs), rows_(rows(cs)), pair_forms_(formsFor(cs, kind)) {}
-
-  /// An ASCII byte, or a pair with a first byte from 0x80 on: the forms are those of the pairs.
-  QuickForm quickForm(const unsigned char* p) const {
-    if (!pair_forms_) return {0, 0};
-    const bool ascii = p[0] < 0x80;
-    const std::uint32_t pair = pair_forms_[(p[0] & 0x7F) * 256 + p[1]];
-    return {ascii ? utf8Form(p[0] & 0x7F) : pair, ascii ? 1 : 2};
-  }
+      : single_(singleBytes(cs)), rows_(rows(cs)), forms_(formsFor(cs, kind)) {}
 
   Step next(const unsigned char* p, const unsigned char* end) const {
     if (*p < 0x80) return {*p, 1};
     std::uint32_t entry = rows_[*p];
-    if (entry == kUnmappable) return {single(*p), 1};
+    if (entry == kUnmappable) return {SingleByteSource::single(single_, *p), 1};
     for (int i = 1; i < kLongest; ++i) {
       if (p + i == end) return kIncomplete;
       const bool more_lead = kLongest > 2 && (entry & kLeadRow) != 0;
@@ -65,9 +62,16 @@ class RowSource : public SingleByteSource {
     return {kSubstitute, kLongest};
   }
 
+  static constexpr bool kUnits = false;
+  static constexpr int kShortest = 1;
+  const std::uint32_t* forms(const Utf8Target& /*target*/) const { return forms_ ? forms_->units : nullptr; }
+  Marks marks(const unsigned char* block) const { return markPairs(block, forms_->leads); }
+  static std::uint32_t form(const std::uint32_t* forms, const unsigned char* p) { return pairForm(forms, p); }
+
  private:
+  Column single_;
   Entries<2> rows_;
-  const std::uint32_t* pair_forms_;
+  const Forms* forms_;
 };
 
 using DoubleByteSource = RowSource<2>;
@@ -112,12 +116,17 @@ class PageTarget : public PlainTarget<unsigned char> {
   explicit PageTarget(const nxl_cs& cs, NxlKind kind = kLongest == 1   ? kSingleByteKind
                                                        : kLongest == 2 ? kDoubleByteKind
                                                                        : kMultiByteKind)
-      : pages_(cs), codes_(codesFor(cs, kind)) {}
+      : pages_(cs), forms_(formsFor(cs, kind)) {}
 
   int put(char32_t c, unsigned char* p, const unsigned char* end) const { return putCode(codeOf(c), p, end); }
 
-  std::uint32_t formOf(char32_t c) const { return codeForm(codes_, c); }
-  int putForm(std::uint32_t form, unsigned char* p) const { return storeForm(form, p); }
+  const unsigned char* singles() const requires(kLongest == 1) { return forms_->singles; }
+  static int formBytes(std::uint32_t form) {
+    int bytes = 1;
+    for (int i = 1; i < kLongest; ++i) bytes += form >> 8 * i != 0;
+    return bytes;
+  }
+  const std::uint32_t* codes() const { return forms_ ? forms_->codes : nullptr; }
 
  protected:
   static int putCode(std::uint32_t code, unsigned char* p, const unsigned char* end) {
@@ -141,7 +150,7 @@ class PageTarget : public PlainTarget<unsigned char> {
 
  private:
   Pages<kBytes> pages_;
-  const std::uint32_t* codes_;
+  const Forms* forms_;
 };
 
 using SingleByteTarget = PageTarget<2, 1>;
@@ -155,6 +164,8 @@ class Gb18030Target : public MultiByteTarget {
   int put(char32_t c, unsigned char* p, const unsigned char* end) const {
     return c < 0x10000 ? MultiByteTarget::put(c, p, end) : putCode(supplementaryCode(c), p, end);
   }
+
+  static int formBytes(std::uint32_t form) { return form > 0xFFFF ? 4 : form > 0xFF ? 2 : 1; }
 
  private:
   static std::uint32_t supplementaryCode(char32_t c) {

@@ -3,12 +3,21 @@
 
 #include <cstdint>
 
+namespace quillon {
+struct Forms;
+}
+
 /// The codeset services: which character set the user's text is in, and its conversion to and from UTF-8 and UCS-2.
 ///
 /// Every function reports by its result alone and prints nothing. A null `nxl_cs` stands for the process default.
-/// The services set themselves up on first use and serve one thread. Lengths of UTF-8 and of local text are bytes;
+/// The services set themselves up on first use. Lengths of UTF-8 and of local text are bytes;
 /// lengths of UCS-2 text are char16_t units in the machine's byte order. UCS-2 holds the Basic Multilingual Plane
 /// only: a character beyond it, and a surrogate, becomes "?".
+///
+/// Threads: nxl_init() and all that makes, frees or chooses codesets is for one thread, before others convert or after.
+/// In between, codesets are only read: any number of threads may convert whole strings, and allocate results, with one
+/// and the same codeset, the default included. Who converts piece by piece changes the shift state of the object, and
+/// so uses a copy of its own.
 ///
 /// The converters of the single families are in codeset/conv.h, the locale-aware string helpers in codeset/uls.h.
 
@@ -39,9 +48,7 @@ struct nxl_cs {
   std::uint8_t state0 = 0;              ///< Zero.
   std::uint8_t state1 = 0;              ///< Shift state of mixed EBCDIC: 0 single-byte, 1 double-byte.
   std::uint32_t table_size = 0;         ///< Bytes at `table`.
-  std::uint16_t forms_kind = 0;         ///< The kind that what follows is for: only its own converters use it.
-  std::uint32_t* forms = nullptr;       ///< UTF-8 of bytes or pairs, made from the table for speed; may be null.
-  std::uint32_t* codes = nullptr;       ///< Bytes of UCS-2 characters, likewise.
+  quillon::Forms* forms = nullptr;      ///< Made from the table for speed; may be null.
 };
 
 /// Chooses the default codeset (`NXL_CODESET`, else that of the locale, else the table "DEFAULT") and the codeset of
@@ -91,7 +98,8 @@ int nxl_canonical_lang(const char* name, char* buf, int len);
 /// Converts `src` and returns the units written to `dst`. A negative `src_len` means NUL-terminated; the result is then
 /// terminated too, and the terminator is counted. What does not fit is dropped, and so is an incomplete character at
 /// the end of `src`. What has no counterpart becomes "?". The shift state of `cs` stays as it was; a result in mixed
-/// EBCDIC ends in the single-byte state. Nothing is written, and 0 returned, when `dst_len` is 0 or less.
+/// EBCDIC ends in the single-byte state. Nothing is written, and 0 returned, when `dst_len` is 0 or less; else what is
+/// behind the result in `dst` may have been overwritten.
 int nxl_to_utf8(nxl_cs* cs, const char* src, int src_len, char* dst, int dst_len);
 int nxl_from_utf8(nxl_cs* cs, const char* src, int src_len, char* dst, int dst_len);
 int nxl_to_ucs2(nxl_cs* cs, const char* src, int src_len, char16_t* dst, int dst_len);

@@ -13,6 +13,7 @@
 ///   2  the source ends within a character; the source stands on its first byte.
 /// A null source, `src` itself or `*src`, ends a text: the shift state (`state1`) is reset, 0 returned. Only mixed
 /// EBCDIC has one.
+/// Threads may share a table, not an `nxl_cs`: its shift state changes.
 /// What has no counterpart, or no entry in a damaged table, becomes "?"; so does each malformed piece of UTF-8. No
 /// table, however damaged, leads to a read outside it.
 

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "codeset/conv.h"
-#include "codeset/transcode.h"
+#include "codeset/utf8_ucs2.h"
 
 using quillon::convert;
 

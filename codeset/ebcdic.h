@@ -3,8 +3,10 @@
 
 #include <cstdint>
 
+#include "codeset/forms.h"
 #include "codeset/image.h"
 #include "codeset/transcode.h"
+#include "codeset/utf8_ucs2.h"
 
 namespace quillon {
 
@@ -23,7 +25,8 @@ inline std::uint32_t invariantCode(char32_t c) {
   return code || !c ? code : kUnmappableCode;
 }
 
-/// Takes the lower-case letters out, for the rest of the process: code page 930 has katakana in their place.
+/// Takes the lower-case letters out, for the rest of the process and before other threads convert: code page 930 has
+/// katakana in their place.
 void useVariant930();
 
 inline constexpr std::uint32_t kEbcdicSubstitute = 0x6F;  ///< "?"
@@ -35,7 +38,6 @@ class EbcdicSource {
  public:
   using Unit = unsigned char;
   static constexpr bool kAscii = false;
-  static constexpr bool kFixed = true;
 
   explicit EbcdicSource(const nxl_cs& cs)
       : internal_(cs.kind == kInternal37Kind), single_(singleBytes(cs)), forms_(formsFor(cs, kEbcdicKind)) {}
@@ -45,7 +47,11 @@ class EbcdicSource {
     return {c == kUnmappable ? kSubstitute : c, 1};
   }
 
-  const std::uint32_t* forms() const { return forms_; }
+  static constexpr bool kUnits = true;
+  static constexpr int kShortest = 1;
+  const std::uint32_t* forms(const Utf8Target& /*target*/) const { return forms_ ? forms_->units : nullptr; }
+  static Marks marks(const unsigned char* block) { return markBytes(block); }
+  static std::uint32_t form(const std::uint32_t* forms, const unsigned char* p) { return forms[*p]; }
 
  private:
   static std::uint32_t invariant(unsigned char byte) {
@@ -55,7 +61,7 @@ class EbcdicSource {
 
   bool internal_;
   Column single_;
-  const std::uint32_t* forms_;
+  const Forms* forms_;
 };
 
 class EbcdicTarget : public PlainTarget<unsigned char> {
@@ -63,7 +69,7 @@ class EbcdicTarget : public PlainTarget<unsigned char> {
   static constexpr bool kAscii = false;
 
   explicit EbcdicTarget(const nxl_cs& cs)
-      : internal_(cs.kind == kInternal37Kind), pages_(cs), codes_(codesFor(cs, kEbcdicKind)) {}
+      : internal_(cs.kind == kInternal37Kind), pages_(cs), forms_(formsFor(cs, kEbcdicKind)) {}
 
   int put(char32_t c, unsigned char* p, const unsigned char* end) const {
     if (p == end) return 0;
@@ -72,14 +78,15 @@ class EbcdicTarget : public PlainTarget<unsigned char> {
     return 1;
   }
 
-  std::uint32_t formOf(char32_t c) const { return codeForm(codes_, c); }
-  int putForm(std::uint32_t form, unsigned char* p) const { return storeForm(form, p); }
-  const std::uint32_t* asciiForms() const { return codes_[codes_[0]] ? codes_ + codes_[0] : nullptr; }
+  const unsigned char* singles() const { return forms_->singles; }
+  static int formBytes(std::uint32_t /*form*/) { return 1; }
+  const std::uint32_t* codes() const { return forms_ ? forms_->codes : nullptr; }
+  const unsigned char* translation() const { return forms_->singles; }
 
  private:
   bool internal_;
   Pages<2> pages_;
-  const std::uint32_t* codes_;
+  const Forms* forms_;
 };
 
 /// Mixed EBCDIC: single-byte text, and double-byte text between shift-out and shift-in. The codeset keeps the state. A
@@ -88,9 +95,9 @@ class MixedEbcdicSource {
  public:
   using Unit = unsigned char;
   static constexpr bool kAscii = false;
-  static constexpr bool kFixed = false;
 
-  explicit MixedEbcdicSource(nxl_cs& cs) : state_(cs.state1), single_(singleBytes(cs)), rows_(rows(cs)) {}
+  explicit MixedEbcdicSource(nxl_cs& cs)
+      : state_(cs.state1), single_(singleBytes(cs)), rows_(rows(cs)), forms_(formsFor(cs, kMixedEbcdicKind)) {}
 
   Step next(const unsigned char* p, const unsigned char* end) {
     if (*p == kShiftOut || *p == kShiftIn) {
@@ -105,12 +112,32 @@ class MixedEbcdicSource {
     return {row < kLeadRow ? mapped(rows_[row * kRowEntries + p[1]]) : kSubstitute, 2};
   }
 
+  /// Text between two shifts is bytes alone, or pairs alone.
+  void convertAhead(const Utf8Target& /*target*/, const unsigned char*& in, const unsigned char* in_end,
+                    unsigned char*& out, unsigned char* out_end) const {
+    if (!forms_) return;
+    const unsigned char* from = in;
+    unsigned char* to = out;
+    const bool is_double = state_ != 0;
+    const int size = is_double ? 2 : 1;
+    const std::ptrdiff_t count = std::min((in_end - in) / size, (out_end - out) / kFormBytes);
+    for (std::ptrdiff_t i = 0; i < count; ++i, from += size) {
+      const std::uint32_t form = is_double ? mixedForm(forms_->units, from) : forms_->units[*from];
+      if (form == 0) break;
+      storeForm(form, to);
+      to += Utf8Target::formBytes(form);
+    }
+    in = from;
+    out = to;
+  }
+
  private:
   static char32_t mapped(std::uint32_t entry) { return entry == kUnmappable ? kSubstitute : entry; }
 
   std::uint8_t& state_;
   Column single_;
   Entries<2> rows_;
+  const Forms* forms_;
 };
 
 class MixedEbcdicTarget {
@@ -118,10 +145,10 @@ class MixedEbcdicTarget {
   using Unit = unsigned char;
   static constexpr bool kAscii = false;
 
-  explicit MixedEbcdicTarget(nxl_cs& cs) : state_(cs.state1), pages_(cs) {}
+  explicit MixedEbcdicTarget(nxl_cs& cs) : state_(cs.state1), pages_(cs), forms_(formsFor(cs, kMixedEbcdicKind)) {}
 
   int put(char32_t c, unsigned char* p, const unsigned char* end) {
-    const std::uint32_t code = codeOf(c);
+    const std::uint32_t code = this->code(c);
     const bool is_double = code >= 0x100;
     const bool shift = is_double != (state_ != 0);
     const int length = shift + (is_double ? 2 : 1);
@@ -137,17 +164,29 @@ class MixedEbcdicTarget {
     if (state_ && p != end) *p++ = kShiftIn;
   }
 
- private:
-  std::uint32_t codeOf(char32_t c) const {
+  /// One byte or two, without shifts.
+  std::uint32_t code(char32_t c) const {
     std::uint32_t code = invariantCode(c);
     if (code == kUnmappableCode || isShift(code)) code = pages_.code(c);
     return code < kUnmappable && !isShift(code) ? code : kEbcdicSubstitute;
   }
 
+  static int formBytes(std::uint32_t form) { return form > 0xFF ? 2 : 1; }
+  const std::uint32_t* codes() const { return forms_ ? forms_->codes : nullptr; }
+  const unsigned char* translation() const { return forms_->singles; }
+  unsigned char* shift(bool is_double, unsigned char* p) {
+    const bool due = is_double != (state_ != 0);
+    *p = is_double ? kShiftOut : kShiftIn;
+    state_ = is_double;
+    return p + due;
+  }
+
+ private:
   static bool isShift(std::uint32_t code) { return code == kShiftOut || code == kShiftIn; }
 
   std::uint8_t& state_;
   Pages<2> pages_;
+  const Forms* forms_;
 };
 
 }  // namespace quillon

@@ -7,7 +7,8 @@
 #include "codeset/codeset.h"
 
 /// The layout of a table file and the only code that reads one. doc/codeset-tables.md is the layout in words. Numbers
-/// are little-endian, offsets count from the start of the file.
+/// are little-endian, offsets count from the start of the file. Nothing here changes a table, so that threads may share
+/// one.
 namespace quillon {
 
 inline constexpr std::size_t kRowsOffset = 0;     ///< 32 bits: where the rows begin.
@@ -71,17 +72,6 @@ class Column {
  private:
   const unsigned char* base_;
 };
-
-/// The forms of a codeset for the converters of one kind; null for those of another, whose forms are of another size.
-inline const std::uint32_t* formsFor(const nxl_cs& cs, NxlKind kind) {
-  return cs.forms_kind == kind ? cs.forms : nullptr;
-}
-
-/// Likewise the codes; without any, a table that knows no character.
-const std::uint32_t* codesFor(const nxl_cs& cs, NxlKind kind);
-
-/// The form of a character below U+10000 in the codes: of its page, then of its place there.
-inline std::uint32_t codeForm(const std::uint32_t* codes, char32_t c) { return codes[codes[c >> 8] + (c & 0xFF)]; }
 
 /// The 32-bit word of the header at `offset`; 0 without a table.
 inline std::uint32_t headerWord(const nxl_cs& cs, std::size_t offset) {

@@ -55,12 +55,12 @@ struct CloseFile {
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
 File openAliases() {
-  const char* dir = environmentOrEmpty("NXLDIR");
+  const char* dir = quillon::tablePlace();
   char path[kPathBytes];
   File file;
   if (*dir && quillon::formatPath(path, "%s/codeset/aliases", dir)) file.reset(quillon::openRegularFile(path));
   if (!file && *dir && quillon::formatPath(path, "%s/aliases", dir)) file.reset(quillon::openRegularFile(path));
-  if (!file) file.reset(quillon::openRegularFile("aliases"));
+  if (!file && quillon::searchesCurrentDirectory()) file.reset(quillon::openRegularFile("aliases"));
   return file;
 }
 

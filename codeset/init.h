@@ -3,7 +3,8 @@
 
 #include "codeset/codeset.h"
 
-/// Names of codesets and the process-wide choice of them.
+/// Names of codesets and the process-wide choice of them. One thread at a time: names depend on the process locale,
+/// which is set here, and on the environment.
 
 /// Writes the name of the locale's codeset as the platform gives it, "ISO88591" when it gives none; cut to `len` - 1
 /// bytes and terminated. Sets the process locale from the environment. `name` is the name that is being resolved; every

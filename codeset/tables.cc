@@ -9,10 +9,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "codeset/ebcdic.h"
 #include "codeset/image.h"
+#include "foundation/descriptor.h"
 
+using quillon::Descriptor;
 using quillon::formatPath;
 
 namespace {
@@ -29,32 +32,13 @@ struct Image {
   std::uint32_t size = 0;
 };
 
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return fd_; }
-  int release() {
-    const int fd = fd_;
-    fd_ = -1;
-    return fd;
-  }
-
- private:
-  int fd_;
-};
-
-// Opens a regular file and tells its size; -1 for anything else. Without O_NONBLOCK a FIFO would wait for its writer.
-int openRegular(const char* path, off_t* size) {
-  Descriptor fd(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+// Opens a regular file and tells its size; none for anything else. Without O_NONBLOCK a FIFO would wait for its writer.
+Descriptor openRegular(const char* path, off_t* size) {
+  Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
   struct stat status;
-  if (fd.get() < 0 || fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return -1;
+  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return Descriptor();
   *size = status.st_size;
-  return fd.release();
+  return file;
 }
 
 bool readFully(int fd, unsigned char* to, std::size_t size) {
@@ -71,12 +55,12 @@ bool readFully(int fd, unsigned char* to, std::size_t size) {
 // The whole file; no bytes when it cannot be had.
 Image readFile(const char* path) {
   off_t size = 0;
-  const Descriptor fd(openRegular(path, &size));
-  if (fd.get() < 0 || size > kMaxTableBytes) return {};
+  const Descriptor file = openRegular(path, &size);
+  if (!file || size > kMaxTableBytes) return {};
   const auto count = static_cast<std::size_t>(size);
   Image image;
   image.bytes.reset(static_cast<unsigned char*>(std::malloc(count ? count : 1)));
-  if (!image.bytes || !readFully(fd.get(), image.bytes.get(), count)) return {};
+  if (!image.bytes || !readFully(file.get(), image.bytes.get(), count)) return {};
   image.size = static_cast<std::uint32_t>(count);
   return image;
 }
@@ -105,16 +89,10 @@ void probeVariant(const char* dir) {
   if (formatPath(path, "%s930variant", dir) && stat(path, &status) == 0) quillon::useVariant930();
 }
 
-// Where tables may lie below a directory that an environment variable names.
-struct TableDirectory {
-  const char* variable;
-  const char* below;
-};
-constexpr TableDirectory kTableDirectories[] = {
-    {"NXLDIR", "/codeset/"},
-    {"NXLDIR", "/"},
-    {"BINDIR", "/../generic/codeset/"},
-};
+quillon::TableSearch& tableSearch() {
+  static quillon::TableSearch search;
+  return search;
+}
 
 }  // namespace
 
@@ -122,7 +100,8 @@ unsigned char* get_table(const char* name, std::uint32_t* size_out) {
   for (const std::string& dir : quillon::tableDirectories()) {
     if (unsigned char* table = load_table(dir.c_str(), name, size_out)) return table;
   }
-  return nullptr;
+  const bool is_path = std::strpbrk(name, "/\\") != nullptr;
+  return is_path && !quillon::searchesCurrentDirectory() ? load_table("", name, size_out) : nullptr;
 }
 
 unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size_out) {
@@ -146,23 +125,36 @@ unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size
 
 namespace quillon {
 
+void setTableSearch(TableSearch search) { tableSearch() = std::move(search); }
+
+const char* tablePlace() {
+  const char* place = environmentOrEmpty("NXLDIR");
+  return *place ? place : tableSearch().instead_of_nxldir.c_str();
+}
+
+bool searchesCurrentDirectory() {
+  return tableSearch().always_current_directory || *environmentOrEmpty("NXLDIR") == '\0';
+}
+
 std::vector<std::string> tableDirectories() {
   std::vector<std::string> result;
-  for (const TableDirectory& directory : kTableDirectories) {
-    const char* value = environmentOrEmpty(directory.variable);
+  const auto add = [&result](const char* place, const char* below) {
     char dir[kPathBytes];
-    if (*value && formatPath(dir, "%s%s", value, directory.below)) result.emplace_back(dir);
-  }
-  result.emplace_back();
+    if (*place && formatPath(dir, "%s%s", place, below)) result.emplace_back(dir);
+  };
+  add(tablePlace(), "/codeset/");
+  add(tablePlace(), "/");
+  add(environmentOrEmpty("BINDIR"), "/../generic/codeset/");
+  if (searchesCurrentDirectory()) result.emplace_back();
   return result;
 }
 
 std::FILE* openRegularFile(const char* path) {
   off_t size = 0;
-  Descriptor fd(openRegular(path, &size));
-  if (fd.get() < 0) return nullptr;
-  std::FILE* file = fdopen(fd.get(), "r");
-  if (file) fd.release();
+  Descriptor descriptor = openRegular(path, &size);
+  if (!descriptor) return nullptr;
+  std::FILE* file = fdopen(descriptor.get(), "r");
+  if (file) static_cast<void>(descriptor.release());  // closed with the file
   return file;
 }
 
@@ -171,7 +163,7 @@ bool formatPath(char (&path)[kPathBytes], const char* format, ...) {
   va_start(arguments, format);
   const int length = std::vsnprintf(path, sizeof path, format, arguments);
   va_end(arguments);
-  return length >= 0 && length + 2 <= kPathBytes;
+  return static_cast<std::size_t>(length) + 2 <= sizeof path;
 }
 
 const char* environmentOrEmpty(const char* name) {

@@ -24,6 +24,9 @@ class Descriptor {
   int get() const { return descriptor_; }
   explicit operator bool() const { return descriptor_ >= 0; }
 
+  /// Gives what is held to the caller, who closes it.
+  [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
+
   /// Closes what is held, before the end of this object. True when there was nothing to close or it went well;
   /// otherwise errno has the reason, and the descriptor is gone all the same.
   [[nodiscard]] bool close();

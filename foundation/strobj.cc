@@ -49,12 +49,24 @@ qlStrobj::srep* qlStrobj::sharedEmpty() {
 }
 
 qlStrobj::srep* qlStrobj::retained(srep* shared) {
-  if (shared && shared->refs != kPermanent) ++shared->refs;
+  if (shared && shared->refs != kPermanent) shared->refs += shared->refs > 0 ? 1 : -1;
   return shared;
 }
 
+qlStrobj qlStrobj::constant(std::string_view text) {
+  qlStrobj made;
+  const int length = checkedLength(text.size());
+  made.rep = makeRep(length + 1);
+  made.rep->refs = -1;
+  made.len = length;
+  made.capacity = growth(length);
+  text.copy(made.rep->str(), text.size());
+  made.rep->str()[length] = '\0';
+  return made;
+}
+
 qlStrobj qlStrobj::permanent(std::string_view text) {
-  qlStrobj made(text);
+  qlStrobj made = constant(text);
   made.rep->refs = kPermanent;
   return made;
 }
@@ -114,7 +126,11 @@ char& qlStrobj::operator[](int i) {
 }
 
 char* qlStrobj::setString(const char* text) {
-  if (text && !isNull()) std::strcpy(getString(), text);
+  if (text && getString()) {
+    const std::size_t needed = std::strlen(text) + 1;
+    if (isPrivate() && needed > static_cast<std::size_t>(rep->room)) resize(std::max(capacity, checkedLength(needed)));
+    std::strcpy(rep->str(), text);
+  }
   return getString();
 }
 
@@ -244,7 +260,9 @@ bool qlStrobj::operator!=(const qlStrobj& other) const {
 }
 
 void qlStrobj::letGo() {
-  if (rep && rep->refs != kPermanent && --rep->refs == 0) quillon::Pool::deallocate(rep, repSize(rep->room));
+  if (!rep || rep->refs == kPermanent) return;
+  rep->refs += rep->refs > 0 ? -1 : 1;
+  if (rep->refs == 0) quillon::Pool::deallocate(rep, repSize(rep->room));
 }
 
 /// Takes over the caller's reference on `fresh`, whose text is `length` long, in place of the present representation.
@@ -271,10 +289,20 @@ void qlStrobj::assign(std::string_view text) {
   capacity = size;
 }
 
+/// Gives this string a text of its own to write to, in place of a constant. It has the room of one made from scratch,
+/// or when nobody else holds the constant, that of the constant.
+void qlStrobj::claim() {
+  if (!isNull() && !isPrivate()) resize(std::max(capacity, len + 1));
+}
+
 /// Takes a private copy of exactly the present size when the representation is shared.
 void qlStrobj::unshare() {
-  if (isPrivate()) return;
-  srep* own = makeRep(len + 1);
+  if (!isPrivate()) resize(len + 1);
+}
+
+/// Puts the text into a private buffer of `room` bytes.
+void qlStrobj::resize(int room) {
+  srep* own = makeRep(room);
   std::memcpy(own->str(), rep->str(), static_cast<std::size_t>(len) + 1);
   adopt(own, len);
 }

@@ -1,6 +1,7 @@
 #ifndef QUILLON_FOUNDATION_STROBJ_H_
 #define QUILLON_FOUNDATION_STROBJ_H_
 
+#include <climits>
 #include <string_view>
 #include <utility>
 
@@ -14,6 +15,10 @@
 ///
 /// Copies of a string count on one counter, so all of them belong to one thread at a time. Null strings, cleared ones
 /// and copies of a permanent() one are free of that.
+///
+/// A text made by constant() or permanent() is not written to while others hold it: who asks for it in order to write,
+/// through a member that is not const, gets a copy of his own first. Other texts are written to where they are, for all
+/// that hold them, except where an editing operation says that it takes a private copy.
 class qlStrobj : public quillon::Pooled {
  public:
   qlStrobj();
@@ -25,8 +30,10 @@ class qlStrobj : public quillon::Pooled {
   qlStrobj(qlStrobj&& other) noexcept;
   virtual ~qlStrobj();
 
-  /// A string that any thread may copy, for texts that live as long as the process. Its text is never written to: who
-  /// asks for it in order to write, through any member that is not const, gets a copy of his own first.
+  /// A string with no more room than `text` needs, for texts that are kept by the million, and shared without their
+  /// holders' knowledge.
+  static qlStrobj constant(std::string_view text);
+  /// The same for texts that live as long as the process: any thread may copy it.
   static qlStrobj permanent(std::string_view text);
 
   /// Both assignments return a copy of this string, which shares its text.
@@ -48,7 +55,7 @@ class qlStrobj : public quillon::Pooled {
   }
   const char* getString() const { return rep ? rep->str() : nullptr; }
   char* getString() {
-    if (isPermanent()) unshare();
+    if (rep && rep->refs < 0) claim();
     return rep ? rep->str() : nullptr;
   }
   /// The text without its terminator; empty for the null string.
@@ -60,7 +67,8 @@ class qlStrobj : public quillon::Pooled {
   /// it as it was, so it may differ from the room there is.
   int allocated() const { return capacity; }
 
-  /// Copies `text` over the present text without any check: the caller knows that it fits and is as long.
+  /// Copies `text` over the present text, whose length stays as it was: the caller knows that it is as long. What does
+  /// not fit into a text that others hold is not checked.
   char* setString(const char* text);
 
   /// Appends and returns this string. Null and empty texts change nothing. A text that grows piece by piece is copied
@@ -105,12 +113,12 @@ class qlStrobj : public quillon::Pooled {
  private:
   /// The shared representation: this header, then `room` bytes of text in the same block. The null string's has none.
   struct srep {
-    int refs;  ///< kPermanent when it is not counted, as any thread may hold it.
+    int refs;  ///< Negative when the text is constant; kPermanent when its holders are not counted.
     int room;
     char* str() { return room > 0 ? reinterpret_cast<char*>(this + 1) : nullptr; }
   };
 
-  static constexpr int kPermanent = -1;
+  static constexpr int kPermanent = INT_MIN;
 
   static std::size_t repSize(int room);
   static srep* makeRep(int room);
@@ -119,12 +127,17 @@ class qlStrobj : public quillon::Pooled {
   static srep* retained(srep* shared);
 
   bool sameText(const qlStrobj& other) const;
-  bool isPrivate() const { return rep && rep->refs == 1; }
-  bool isPermanent() const { return rep && rep->refs == kPermanent && rep->room > 0; }
+  /// True when nobody else holds the text. A constant is then a text like any other from now on.
+  bool isPrivate() {
+    if (rep && rep->refs == -1) rep->refs = 1;
+    return rep && rep->refs == 1;
+  }
   void letGo();
+  void claim();
   void adopt(srep* fresh, int length);
   void assign(std::string_view text);
   void unshare();
+  void resize(int room);
   void measure();
 
   srep* rep;

@@ -1,7 +1,10 @@
 #include <algorithm>
+#include <cstdlib>
+#include <future>
 #include <random>
 
 #include "codeset/conv.h"
+#include "codeset/tables.h"
 #include "tests/codeset/scratch.h"
 
 namespace {
@@ -36,9 +39,8 @@ std::string call(Function function, nxl_cs* cs, const std::string& source, int r
   int dst_left = room;
   const int code = function(&copy, &src, &src_left, &dst, &dst_left);
   EXPECT_EQ(room, dst - target + dst_left);
-  EXPECT_EQ(sizeof target - static_cast<std::size_t>(dst - target),
-            static_cast<std::size_t>(std::count(dst, target + sizeof target, '\xAA')))
-      << "written behind the result";
+  EXPECT_EQ(static_cast<long>(sizeof target) - room, std::count(target + room, std::end(target), '\xAA'))
+      << "written behind the target";
   return std::string(target, dst) + "|" + std::to_string(code) + "|" + std::to_string(src - source.data());
 }
 
@@ -90,6 +92,7 @@ TEST_F(Convert, KeepsTheContractFromUtf8) {
       {"EUCJP", "\u4e02", 2, "|1|0"},
       {"GB18030", "\u0080\U00010000\U0010FFFF", 12, "\x81\x30\x81\x30\x90\x30\x81\x30\xE3\x32\x9A\x35|0|10"},
       {"INTERNAL37", "Aa[", 8, "\xC1\x81\x6F|0|3"},
+      {"INTERNAL37", "Iz9+?;\"", 8, "\xC9\xA9\xF9\x4E\x6F\x5E\x7F|0|7"},
       {"939", "A\u3042a", 8, "\xC1\x0E\x44\x81\x0F\x81|0|5"},
       {"939", "\u3042", 4, "\x0E\x44\x81|0|3"},
       {"939", "\u3042", 3, "|1|0"},  // the shift-in must fit behind it
@@ -224,6 +227,56 @@ TEST_F(Convert, ResumedAtAnySplitGivesTheSame) {
       checkSplits(nxl_from_ucs2_r, codeset(name), units, name);
     }
   }
+}
+
+// The thread sanitizer sees a write to what they share.
+TEST_F(Convert, ThreadsShareACodeset) {
+  nxl_init();
+  for (const char* name : {"KOI8R", "SHIFTJIS", "EUCJP", "GB18030", "1047", "939", "INTERNAL37", "UTF8"}) {
+    nxl_cs* cs = codeset(name);
+    std::mt19937 random(11);
+    const std::string bytes = randomBytes(random, 500);
+    const auto convertAll = [cs, &bytes] {
+      std::string results(8000, ' ');
+      const auto size = static_cast<int>(bytes.size());
+      int used = nxl_to_utf8(cs, bytes.data(), size, results.data(), 2000);
+      used += nxl_from_utf8(cs, bytes.data(), size, results.data() + 2000, 2000);
+      nxl_cs copy = *cs;
+      const char* src = bytes.data();
+      char* dst = results.data() + 4000;
+      int left = size, room = 2000;
+      nxl_to_utf8_r(&copy, &src, &left, &dst, &room);
+      nxl_to_utf8(nullptr, "default", 7, results.data() + 6000, 2000);
+      return results.substr(0, static_cast<std::size_t>(used));
+    };
+    auto other = std::async(std::launch::async, convertAll);
+    const std::string here = convertAll();
+    EXPECT_EQ(here, other.get()) << name;
+  }
+}
+
+// A table that holds nothing but its header and the bytes of its single entries.
+TEST_F(Convert, ResumedAtAnySplitWithADamagedTable) {
+  std::mt19937 random(5);
+  for (const int kind : {1, 2, 3, 4, 8, 10}) {
+    const std::string image = tableImage(kind, 2400) + randomBytes(random, 600);
+    auto* table = static_cast<unsigned char*>(std::malloc(image.size()));
+    std::copy(image.begin(), image.end(), table);
+    const Codeset cs(quillon::codesetOf(table, static_cast<std::uint32_t>(image.size())));
+    std::string bytes = randomBytes(random, 150);
+    for (std::size_t i = 0; i < bytes.size(); i += 9) bytes[i] = '\0';
+    checkSplits(nxl_to_utf8_r, cs.get(), bytes, image.substr(48, 1));
+    checkSplits(nxl_from_utf8_r, cs.get(), bytes, image.substr(48, 1));
+  }
+}
+
+// The offsets of a table may lead anywhere.
+TEST_F(Convert, FindsNoCharacterBehindTheTable) {
+  const std::string image = tableImage(kGb18030Kind).replace(64, 8, "\xFF\xFF\xFF\x0F\xFF\xFF\xFF\x0F");
+  auto* table = static_cast<unsigned char*>(std::malloc(image.size()));
+  std::copy(image.begin(), image.end(), table);
+  const Codeset cs(quillon::codesetOf(table, static_cast<std::uint32_t>(image.size())));
+  EXPECT_EQ("?|0|4", call(nxl_to_utf8_r, cs.get(), "\x81\x30\x81\x30", 8));
 }
 
 // Wrong text is all that can come of it; the sanitizers see a read outside.

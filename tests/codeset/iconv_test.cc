@@ -69,9 +69,10 @@ class AgainstIconv : public Scratch, public testing::WithParamInterface<Shipped>
     cs_.reset(nxl_cs_new(GetParam().table.c_str()));
     ASSERT_TRUE(cs_);
     Iconv iconv("UTF-8", GetParam().charset);
-    for (char byte = 0; !ebcdic() && byte >= 0 && byte < 0x7F; ++byte) {
+    for (int i = 0; !ebcdic() && i < 0x80; ++i) {
+      const std::string byte(1, static_cast<char>(i));
       int error = 0;
-      if (iconv(std::string(1, byte), &error) != std::string(1, byte)) changed_ascii_ += byte;
+      if (iconv(byte, &error) != byte) changed_ascii_ += byte;
     }
   }
 
@@ -114,7 +115,9 @@ class AgainstIconv : public Scratch, public testing::WithParamInterface<Shipped>
     const auto supplementary = [](char byte) { return static_cast<unsigned char>(byte) >= 0xF0; };
     const bool holds = cs_->kind == kGb18030Kind && bytes.size() == 4;
     if (!holds && std::any_of(expected.begin(), expected.end(), supplementary)) return true;
-    const bool two_for_one = GetParam().table == "BIG5HKSCS" && !pair && expected.size() == 4;  // E with two accents
+    const auto begins = [](char byte) { return (byte & 0xC0) != 0x80; };
+    const bool one = GetParam().table == "1399" ? bytes.size() == 2 : GetParam().table == "BIG5HKSCS" && !pair;
+    const bool two_for_one = one && std::count_if(expected.begin(), expected.end(), begins) == 2;
     return two_for_one || expected == "\uffff";
   }
 

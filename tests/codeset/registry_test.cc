@@ -43,6 +43,7 @@ TEST_F(Registry, NormalisesNames) {
   EXPECT_EQ("ISO8", normalised("iso-8859-1", 5));
   EXPECT_EQ(std::string(127, 'A'), normalised(std::string(5000, 'a')));
   EXPECT_EQ(1, get_table_name("x", nullptr, 0));
+  EXPECT_EQ(1, get_cs_name("OS", nullptr, 0));
   set("LC_ALL", "C.UTF-8");
   EXPECT_EQ("UTF8", normalised("os"));
 }
@@ -71,6 +72,9 @@ TEST_F(Registry, ReadsAliasLines) {
   char name[4] = "A1";
   EXPECT_EQ(0, get_alias(name, sizeof name));
   EXPECT_STREQ("ABC", name);
+  char whole[] = "A1";
+  EXPECT_EQ(0, get_alias(whole, 1));  // room for the terminator alone
+  EXPECT_STREQ("", whole);
 }
 
 TEST_F(Registry, SearchesAliasFilesAndTablesInOrder) {
@@ -100,6 +104,31 @@ TEST_F(Registry, SearchesAliasFilesAndTablesInOrder) {
   std::filesystem::remove("nxl/codeset/aliases");
   std::filesystem::create_directories("nxl/codeset/aliases");  // a directory in its place is no alias file
   EXPECT_EQ("NXL", normalised("x"));
+}
+
+TEST_F(Registry, LeavesOutTheCurrentDirectoryWhereToldTo) {
+  struct Case {
+    const char* nxldir;
+    bool always;
+    const char* instead;
+    const char* expected;  // what x becomes, and the kind of its table
+  };
+  const Case cases[] = {
+      {"", true, "", "HERE kind 22"},       {"nxl", true, "", "HERE kind 22"},   {"nxl", false, "", "X none"},
+      {"", false, "", "HERE kind 22"},      {"", false, "place", "SUB kind 25"}, {"nxl", false, "place", "X none"},
+      {"", false, "empty", "HERE kind 22"},
+  };
+  writeFile("aliases", "X HERE\n");
+  writeFile("HERE", tableImage(22));
+  writeFile("place/codeset/aliases", "X SUB\n");
+  writeFile("place/codeset/SUB", tableImage(25));
+  for (const Case& c : cases) {
+    set("NXLDIR", c.nxldir);
+    quillon::setTableSearch({c.always, c.instead});
+    EXPECT_EQ("kind 22", lookUp("./HERE"));
+    EXPECT_EQ(c.expected, normalised("x") + " " + lookUp("x")) << c.nxldir << ' ' << c.always << ' ' << c.instead;
+  }
+  quillon::setTableSearch({});
 }
 
 TEST_F(Registry, LeavesOutPathsThatAreTooLong) {
@@ -137,6 +166,9 @@ TEST_F(Registry, LoadsTablesAndFollowsRedirections) {
     EXPECT_EQ(expected != 0, table != nullptr) << name;
     std::free(table);
   }
+  // A file of the kernel's says 4096 bytes and has fewer: it is not waited for.
+  std::uint32_t size = 0;
+  EXPECT_EQ(nullptr, load_table("/sys/kernel/", "uevent_seqnum", &size));
   std::filesystem::resize_file("T", (64u << 20) + 1);
   EXPECT_EQ("none", lookUp("T"));
 }
@@ -156,6 +188,13 @@ TEST_F(Registry, FillsTheObjectFromTheHeader) {
   std::uint32_t size = 0;
   EXPECT_EQ(image, std::string(reinterpret_cast<const char*>(nxl_cs_table(cs.get(), &size)), 2000));
   EXPECT_EQ(2000u, size);
+
+  std::string smallest = tableImage(1);  // no byte behind the header
+  smallest[0x80 * 2 + 80] = 'x';
+  writeFile("T", smallest);
+  char text[2];
+  EXPECT_EQ(1, nxl_to_utf8(Codeset(nxl_cs_new("t")).get(), "\x80", 1, text, sizeof text));
+  EXPECT_EQ('x', text[0]);
 
   image[51] = 0x11;  // the EBCDIC family
   writeFile("T", image);

@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 #include <tuple>
+#include <utility>
 
 namespace {
 
@@ -107,6 +108,44 @@ TEST(String, Equality) {
   EXPECT_FALSE(left == taken || left == left);  // NOLINT(bugprone-use-after-move): equals nothing, as documented
   left = "b";
   EXPECT_TRUE(left == "b" && taken == "a");
+}
+
+// The ways to write to a text where it is. Copies of an ordinary one see it; those of a constant do not.
+TEST(String, OnlyConstantsAreCopiedToBeWrittenTo) {
+  const std::pair<const char*, std::function<void(qlStrobj&)>> writes[] = {
+      {"xbc", [](qlStrobj& s) { s[0] = 'x'; }},
+      {"xyz", [](qlStrobj& s) { s.setString("xyz"); }},
+      {"xbc", [](qlStrobj& s) { *s.getString() = 'x'; }},
+      {"xbc", [](qlStrobj& s) { *static_cast<char*>(s) = 'x'; }},
+      {"c", [](qlStrobj& s) { s.remove(2); }},
+  };
+  for (const auto& [expected, write] : writes) {
+    for (const auto& [kind, made] : {std::pair("ordinary", qlStrobj("abc")),
+                                     {"constant", qlStrobj::constant("abc")},
+                                     {"permanent", qlStrobj::permanent("abc")}}) {
+      const qlStrobj original(made);
+      qlStrobj copy(original);
+      write(copy);
+      EXPECT_STREQ(expected, copy.getString()) << kind;
+      EXPECT_STREQ(std::string(kind) == "ordinary" ? expected : "abc", original.getString()) << kind;
+      EXPECT_EQ(108, copy.allocated());
+      copy << "-";
+      EXPECT_EQ(std::string(copy.view()), std::string(expected) + "-") << kind;
+    }
+  }
+  qlStrobj alone = qlStrobj::constant("abc");
+  const char* const text = std::as_const(alone).getString();
+  alone[0] = 'x';
+  EXPECT_EQ(static_cast<const char*>(alone), text);  // nobody else has it: written to where it is
+  alone.setString(std::string(107, 'y').c_str());
+  EXPECT_EQ(std::string(107, 'y'), alone.getString());  // and there is the room that allocated() tells of
+  qlStrobj cleared;
+  cleared.clear();
+  cleared.getString()[0] = 'x';
+  qlStrobj other("a");
+  const qlStrobj holder(other);
+  other.clear();
+  EXPECT_STREQ("", other.getString());
 }
 
 TEST(String, IndexOutOfRangeWarnsAndGoesOn) {

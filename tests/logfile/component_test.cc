@@ -94,6 +94,31 @@ TEST_F(Match, TextAndWhiteSpace) {
   check({"%n", "", 0, "a\nb", 1, "''@2"}, true);
 }
 
+/// The part of a word before an occurrence of a constant: asked for once more each time, and out of order.
+TEST_F(Match, OccurrencesOfAConstant) {
+  const std::string words[] = {"a]:b]:c", std::string(1000, ']') + ":x]:" + std::string(1000, ']'),
+                               "]:" + std::string(999, 'b') + "]:", "]:", std::string(500, 'a')};
+  const Ref<ConstComponent> constant(ConstComponent::create("]:"));
+  FoundText latest;
+  for (int round = 0; round < 3; ++round) {
+    for (const std::string& word : words) {
+      std::vector<std::size_t> places;  // behind the start
+      for (std::size_t at = word.find("]:", 1); at != std::string::npos; at = word.find("]:", at + 1)) {
+        places.push_back(at);
+      }
+      const std::size_t first = word.find("]:");
+      for (const int n : {1, 2, 3, 4, -1, 1, 3, 3, 2, -1, -1, 0}) {
+        const auto k = static_cast<std::size_t>(n > 0 ? n : 1);
+        std::size_t expected = k <= places.size() ? places[k - 1] : 0;
+        if (first == std::string::npos || (places.empty() && word == "]:")) expected = first == 0 ? 0 : word.size();
+        if (n < 0 && first != std::string::npos) expected = first;
+        EXPECT_EQ(expected, constant->cut(word, n, latest)) << word.size() << " bytes, occurrence " << n;
+      }
+    }
+  }
+  EXPECT_STREQ("ab", NewlineComponent::shared()->select("ab\ncd\n", 2).getString());
+}
+
 TEST_F(Match, Fields) {
   const Case cases[] = {
       {"%s", "", 0, "abc def", 0, "'abc'@3 -1"},    // no constant: the word, and no alternative

@@ -11,6 +11,7 @@
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
 #include "src/adapters/logfile/common/SysLogMsg.h"
+#include "src/adapters/logfile/common/SysLogUtils.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig.h"
 #include "tests/logfile/model.h"
@@ -89,7 +90,8 @@ TEST_F(Driver, FindsTheFirstOfAName) {
   driver.removeFormatSpec("A");
   EXPECT_TRUE(!driver.getFormatSpec("A") && !driver.getFormatSpec("") && !driver.getFormatSpec(nullptr));
   EXPECT_EQ("B()", dump(driver));
-  driver.addFormatSpec(new FormatSpec("A"));
+  const FormatSpec* const added = new FormatSpec("A");
+  driver.addFormatSpec(added);
   EXPECT_STREQ("A", driver.getFormatSpec("A")->getName().getString());
 }
 
@@ -112,7 +114,8 @@ TEST_F(Driver, EditorReplacesByNameOrAddsInFront) {
   EXPECT_EQ("Base(host msg) Login<Base(first msg user) Plain()", dump(driver));
   EXPECT_EQ("in Login dropping inherited map `host $2'\n", reports.take());
 
-  driver.editorAdd(new FormatSpec("New"));
+  const FormatSpec* const added = new FormatSpec("New");
+  driver.editorAdd(added);
   EXPECT_EQ("New() Base(host msg) Login<Base(first msg user) Plain()", dump(driver));
   checkModel(driver);
   driver.removeFormatSpec("Base");  // its follower still holds it
@@ -139,8 +142,16 @@ TEST_F(Driver, WhatCannotBeWrittenIsTold) {
   EXPECT_FALSE(driver.write_cds("/nonexistent/cds") || driver.write_fmt("/nonexistent/fmt") ||
                driver.write_cds("/dev/full"));
   cefcn = nullptr;
+  ptfcn = nullptr;
   EXPECT_EQ("", dump(LogDriver(file.path(), 1)));  // two arguments only check the file
-  EXPECT_TRUE(cefcn == parse_error && cwfcn == parse_warning);
+  EXPECT_TRUE(cefcn == parse_error && cwfcn == parse_warning && pefcn == ZORAD_Error && ptfcn == ZORAD_Error);
+}
+
+[[gnu::format(printf, 5, 6)]] int returnsSeven(int, int, const char*, int, const char*, ...) { return 7; }
+
+TEST_F(Driver, WhatAHookReturnsIsNobodysBusiness) {
+  cefcn = returnsSeven;
+  EXPECT_EQ(0, eConfig_yyerror("x"));
 }
 
 TEST_F(Driver, BlocksAreWrittenBack) {
@@ -154,6 +165,14 @@ TEST_F(Driver, BlocksAreWrittenBack) {
   EXPECT_EQ("FORMAT Login FOLLOWS Base\n%t %s login: %s\nmsg \"x\"\nuser $3\nEND\n\n", block());
   driver.removeFormatSpec("Base");  // now it must say all itself
   EXPECT_EQ("FORMAT Login\n%t %s login: %s\nhost $2\nmsg \"x\"\nuser $3\nEND\n\n", block());
+}
+
+TEST_F(Driver, HostsHaveAddresses) {
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_STREQ("192.0.2.7", SysLogUtils::IPaddr("192.0.2.7"));
+    EXPECT_STREQ("???", SysLogUtils::IPaddr("no such host"));
+    EXPECT_STREQ("???", SysLogUtils::IPaddr(nullptr));
+  }
 }
 
 /// A random format file. Leaves out only what cannot survive: pieces that a comment alone kept apart.

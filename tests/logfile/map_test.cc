@@ -9,6 +9,7 @@
 #include "src/adapters/logfile/common/FormatComponent.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/common/shared_text.h"
 #include "tests/logfile/model.h"
 
 namespace quillon {
@@ -57,6 +58,29 @@ TEST_F(Map, EntriesOfEachKind) {
     EXPECT_EQ(&format, (*copies.getMaps().begin())->getOwner());
   }
   EXPECT_EQ(nullptr, MsgMapEntry::create(nullptr, "x", 6));
+}
+
+// What one reading makes may share its texts; nobody can tell, whatever he writes to.
+TEST_F(Map, TextsAreNobodyElses) {
+  FormatSpec format("T");
+  Ref<FormatComponent> words[2];
+  Ref<MsgMapEntry> entries[2];
+  {
+    const SharedTexts texts;
+    for (int i : {0, 1}) {
+      words[i] = Ref(FormatComponent::create("word"));
+      entries[i] = Ref(MsgMapEntry::create(&format, "slot", constMap)->addRule("word", &format));
+    }
+    (*words[0].get())[0] = 'x';
+  }
+  words[0]->setString("a longer one");
+  qlStrobj name = entries[0]->getName();
+  name.remove(2);
+  qlStrobj value = entries[0]->cdsMap(&format);
+  value[1] = 'x';
+  EXPECT_EQ("word", words[1]->view());
+  EXPECT_STREQ("slot \"word\"", entries[0]->fmtMap(&format).getString());
+  EXPECT_STREQ("slot \"word\"", entries[1]->fmtMap(&format).getString());
 }
 
 /// However many slots: what a plain list of (slot, selected) says.

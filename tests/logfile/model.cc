@@ -65,7 +65,7 @@ MsgMapEntry* addSlot(MapSpec& spec, const std::string& slot, long kind, const st
 std::string values(const FormatSpec& format, bool bound) {
   if (!bound) return "no";
   std::string text;
-  for (int n = 1; n <= const_cast<FormatSpec&>(format).numvars(); ++n) {
+  for (int n = 1; n <= format.numvars(); ++n) {
     if (n > 1) text += "|";
     text += format.value(n).view();
   }

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "codeset/init.h"
 #include "codeset/tables.h"
@@ -134,6 +135,14 @@ int runCommand(const CLI::App& app, const Options& options) {
   return quillon::showCodeset(options.shown);
 }
 
+// The directory of the installed tables, which lies where it was installed beside this program; empty when it is gone.
+std::string installedTables() {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  const std::filesystem::path tables = (program.parent_path() / QUILLON_TABLES).lexically_normal();
+  return !error && std::filesystem::is_directory(tables, error) ? tables.string() : "";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -151,5 +160,6 @@ int main(int argc, char** argv) {
     return quillon::kWrongUsage;
   }
   if (const std::optional<int> status = quillon::parseOptions(app, argc, argv)) return *status;
+  quillon::setTableSearch({.always_current_directory = false, .instead_of_nxldir = installedTables()});
   return runCommand(app, options);
 }

@@ -11,9 +11,9 @@
 #include "foundation/ordered_blocks.h"
 #include "src/adapters/logfile/event/EventWriter.h"
 #include "src/adapters/logfile/source/MessageBlock.h"
+#include "tools/LogInput.h"
 #include "tools/Statistics.h"
 #include "tools/quillon-match/Binder.h"
-#include "tools/quillon-match/LogInput.h"
 #include "tools/quillon-match/Output.h"
 
 namespace quillon {

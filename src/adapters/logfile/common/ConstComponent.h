@@ -1,9 +1,22 @@
 #ifndef QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_CONSTCOMPONENT_H_
 #define QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_CONSTCOMPONENT_H_
 
+#include <string>
 #include <string_view>
 
 #include "src/adapters/logfile/common/FormatComponent.h"
+
+namespace quillon {
+
+/// Where a constant was found last: its n-th occurrence in `word`, or what stands for one that there is not.
+struct FoundText {
+  std::string constant;
+  std::string_view word;  ///< Null: nowhere yet.
+  int n = 0;
+  std::size_t at = 0;
+};
+
+}  // namespace quillon
 
 /// Text that a message must hold as it stands. Never shared between formats.
 class ConstComponent : public FormatComponent {
@@ -26,7 +39,14 @@ class ConstComponent : public FormatComponent {
   qlStrobj select(const qlStrobj& word, int n) const { return qlStrobj(word.view().substr(0, cut(word.view(), n))); }
 
   /// The same as a length.
-  std::size_t cut(std::string_view word, int n) const;
+  std::size_t cut(std::string_view word, int n) const {
+    quillon::FoundText none;
+    return cut(word, n, none);
+  }
+
+  /// The same, going on from `latest` where that helps, and keeping it up to date. A field that is tried again asks for
+  /// one occurrence more: no byte of a long word is looked at twice for it.
+  std::size_t cut(std::string_view word, int n, quillon::FoundText& latest) const;
 
  protected:
   explicit ConstComponent(const char* text) : FormatComponent(text) {}

@@ -5,18 +5,25 @@
 #include <string_view>
 
 #include "foundation/characters.h"
+#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/NewlineComponent.h"
+#include "src/adapters/logfile/common/Report.h"
 #include "src/adapters/logfile/common/StringComponent.h"
 #include "src/adapters/logfile/common/TimeComponent.h"
 #include "src/adapters/logfile/common/WhitespComponent.h"
-#include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/shared_text.h"
 #include "src/adapters/logfile/common/utf8_text.h"
 
 namespace {
 
-constexpr const char* kModule = "src/adapters/logfile/common/FormatComponent";
+constexpr quillon::ReportSite kBadFieldSite = {quillon::ReportCode::kBadField,
+                                               quillon::Severity::kError,
+                                               quillon::ReportSite::Printer::kErrorHook,
+                                               quillon::kWithPosition | quillon::kFailsRead,
+                                               quillon::kReaderLevel,
+                                               "src/adapters/logfile/common/FormatComponent",
+                                               156};
 
 /// The letter behind "%" and its width; NUL when `token` is not a field.
 char fieldLetter(const char* token) {
@@ -29,11 +36,20 @@ char fieldLetter(const char* token) {
 }  // namespace
 
 void FormatComponent::init() {
-  ConstComponent::init();
-  StringComponent::init();
-  TimeComponent::init();
-  WhitespComponent::init();
-  NewlineComponent::init();
+  [[maybe_unused]] static const bool once = [] {
+    ConstComponent::init();
+    StringComponent::init();
+    TimeComponent::init();
+    WhitespComponent::init();
+    NewlineComponent::init();
+    return true;
+  }();
+}
+
+void FormatComponent::share(FormatComponent* component) {
+  component->qlStrobj::operator=(qlStrobj::permanent(component->view()));
+  quillon::retain(component);
+  component->shared_ = true;
 }
 
 FormatComponent* FormatComponent::create(const char* token) {
@@ -67,11 +83,11 @@ void FormatComponent::UTF8Component() {
     error("FormatComponent::UTF8Component: malloc failure.", getString());
     std::exit(EXIT_FAILURE);
   }
-  if (converted.text() != getString()) qlStrobj::operator=(quillon::sharedText(converted.text()));
+  if (converted.text() != view().data()) qlStrobj::operator=(quillon::sharedText(converted.text()));
 }
 
 void FormatComponent::error(const char* msg, const char* text) {
-  cefcn(quillon::kWithPosition | quillon::kFailsRead, quillon::kReaderLevel, kModule, 156, "%s `%s'\n", msg, text);
+  quillon::report(kBadFieldSite, {}, "%s `%s'\n", msg, text);
 }
 
 void FormatComponent::dbgdump() const { std::fputs(view().data(), stdout); }

@@ -17,6 +17,8 @@ enum class ComponentKind { kConstant, kBlank, kNewline, kString, kTime, kStar, k
 /// One piece of a format string: constant text, white space, or a field. Its own text is the token that it was made
 /// from. Components are counted (foundation/refcnt.h): each format that holds one keeps a reference, and fields
 /// without a width are shared by all formats. Destroying a component that is still referenced aborts.
+///
+/// Threads: a component of one format belongs to the thread that binds with it. A shared one is used by any number.
 class FormatComponent : public qlStrobj {
  public:
   /// Makes the shared instances, which live as long as the process. Must run before the first create(); further calls
@@ -61,12 +63,17 @@ class FormatComponent : public qlStrobj {
   void dbgdump() const;
 
   int& refcnt() { return refcount; }
+  /// True for an instance that all formats share, in whatever thread.
+  bool isShared() const { return shared_; }
 
  protected:
   explicit FormatComponent(const char* text);
+  /// Makes `component` one that all formats share, and holds it for ever.
+  static void share(FormatComponent* component);
 
  private:
   int refcount = 0;
+  bool shared_ = false;
 };
 
 #endif  // QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_FORMATCOMPONENT_H_

@@ -1,3 +1,7 @@
+// What a format is made of. The automaton below splits a whole format string, as an editor has it; a format file is
+// split by the scanner, which knows lines besides. Both give the same pieces: "%5s: a  b" is "%5s", ":", " ", "a", " ",
+// "b". Each character is looked at once.
+
 #include "src/adapters/logfile/common/FormatSpec.h"
 
 #include <algorithm>
@@ -12,12 +16,30 @@
 #include "src/adapters/logfile/common/FormatComponent.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
-#include "src/adapters/logfile/common/diagnostics.h"
+#include "src/adapters/logfile/common/Report.h"
 #include "src/adapters/logfile/common/utf8_text.h"
 
 namespace {
 
+using Printer = quillon::ReportSite::Printer;
+
 constexpr const char* kModule = "src/adapters/logfile/common/FormatSpec";
+constexpr quillon::ReportSite kTooManyVariablesSite = {quillon::ReportCode::kTooManyVariables,
+                                                       quillon::Severity::kError,
+                                                       Printer::kErrorHook,
+                                                       quillon::kWithPosition | quillon::kFailsRead,
+                                                       quillon::kModelLevel,
+                                                       kModule,
+                                                       242};
+
+/// Of what is odd about a format but does not make it unreadable.
+constexpr quillon::ReportSite warningSite(quillon::ReportCode code, int number) {
+  return {code, quillon::Severity::kWarning, Printer::kReporter, 0, quillon::kModelLevel, kModule, number};
+}
+
+constexpr quillon::ReportSite kDroppedSite = warningSite(quillon::ReportCode::kInheritedMapDropped, 175);
+constexpr quillon::ReportSite kNotMappedSite = warningSite(quillon::ReportCode::kVariableNotMapped, 216);
+constexpr quillon::ReportSite kMappedTwiceSite = warningSite(quillon::ReportCode::kVariableMappedTwice, 225);
 
 /// States of the automaton that splits a format string into tokens.
 enum TokenState { kStart, kText, kPercent, kWidth, kLetter, kModifier, kBlanks, kComplete };
@@ -99,7 +121,7 @@ void FormatSpec::setFmtStr(const char* fmt) {
   addLookahead();
 }
 
-qlStrobj FormatSpec::getFmtStr() {
+qlStrobj FormatSpec::getFmtStr() const {
   qlStrobj text("");
   for (const FormatComponent* component : components) text << component->fmtRep();
   return text;
@@ -111,8 +133,7 @@ void FormatSpec::addFormat(const char* text) {
   components(component);
   if (component->variable()) {
     if (numVars >= kMaxVariables) {
-      cefcn(quillon::kWithPosition | quillon::kFailsRead, quillon::kModelLevel, kModule, 242,
-            "too many %% variables in format");
+      quillon::report(kTooManyVariablesSite, {.format = this}, "too many %% variables in format");
     }
     ++numVars;
   }
@@ -148,10 +169,10 @@ FormatSpec* FormatSpec::addFollows(FormatSpec* parent) {
   follows = parent;
   if (!parent) return this;
   for (MsgMapEntry* e : parent->getMaps()) {
-    if (hasSlot(e->getName())) continue;
+    if (find(e->getName().view())) continue;
     if (e->position() > numVars) {
-      ZORAD_Error(quillon::kModelLevel, kModule, 175, 3, -1, "in %s dropping inherited map `%s $%d'",
-                  getName().view().data(), e->getName().getString(), e->position());
+      quillon::report(kDroppedSite, {.format = this, .entry = e}, "in %s dropping inherited map `%s $%d'",
+                      getName().view().data(), e->getName().view().data(), e->position());
     } else {
       appendSlot(e);
     }
@@ -169,10 +190,12 @@ FormatSpec* FormatSpec::verifySlot() {
   for (int n = 1; n <= numVars; ++n) {
     const int count = uses[static_cast<std::size_t>(n)];
     if (count == 0) {
-      ZORAD_Error(quillon::kModelLevel, kModule, 216, 3, -1, "%s does not map $%d in format string", format, n);
+      quillon::report(kNotMappedSite, {.format = this, .variable = n}, "%s does not map $%d in format string", format,
+                      n);
     }
     if (count > 1) {
-      ZORAD_Error(quillon::kModelLevel, kModule, 225, 3, -1, "in %s $%d is used by more than one map", format, n);
+      quillon::report(kMappedTwiceSite, {.format = this, .variable = n}, "in %s $%d is used by more than one map",
+                      format, n);
     }
   }
   return this;
@@ -180,17 +203,21 @@ FormatSpec* FormatSpec::verifySlot() {
 
 void FormatSpec::UTF8fmt() {
   if (quillon::isUtf8(quillon::platformCodeset())) return;
-  for (FormatComponent* component : components) component->UTF8Component();
+  for (FormatComponent* component : components) {
+    // Fields and blanks are the language's, in UTF-8 from the beginning, and most are shared: to convert them for each
+    // format would be to convert them again and again.
+    if (component->kind() == quillon::ComponentKind::kConstant) component->UTF8Component();
+  }
 }
 
 const qlStrobj& FormatSpec::bvalue(VarMapEntry* e) {
-  static const qlStrobj none("???");
+  static const qlStrobj none = qlStrobj::permanent("???");
   const int n = e->position();
   return n >= 1 && n <= std::min(numVars, kMaxVariables) ? value(n) : none;
 }
 
 const qlStrobj& FormatSpec::value(int n) const {
-  static const qlStrobj empty("");
+  static const qlStrobj empty = qlStrobj::permanent("");
   return values && n <= kMaxVariables ? (*values)[static_cast<std::size_t>(n - 1)] : empty;
 }
 

@@ -23,6 +23,8 @@ class SysLogMsg;
 ///
 /// A format string has at most 64 variables. Further ones are reported, which makes the format file unreadable, and
 /// counted, but have no value.
+///
+/// Threads: one at a time binds or changes a format; what is constant may be asked for by any number while nobody does.
 class FormatSpec : public MapSpec {
  public:
   static constexpr int kMaxVariables = 64;
@@ -32,7 +34,7 @@ class FormatSpec : public MapSpec {
 
   /// Replaces the format string.
   void setFmtStr(const char* fmt);
-  qlStrobj getFmtStr();
+  qlStrobj getFmtStr() const;
 
   /// Appends the component that `text`, one token of a format string, stands for. addLookahead() must follow the last.
   void addFormat(const char* text);
@@ -50,10 +52,11 @@ class FormatSpec : public MapSpec {
   /// Reports variables that no map names and those that several name. Returns this format.
   FormatSpec* verifySlot();
 
-  /// Converts the components' texts to UTF-8. Once for a format, before it binds.
+  /// Converts the texts of the constants to UTF-8. Once for a format, before it binds.
   void UTF8fmt();
 
   int numvars() override { return numVars; }
+  int numvars() const { return numVars; }
   const qlList<FormatComponent*>& getComponents() const { return components; }
   /// What bounds each of the first 64 fields, in their order; ConstComponent::none() for a field that nothing bounds.
   const qlList<ConstComponent*>& getBounds() const { return lookahead; }

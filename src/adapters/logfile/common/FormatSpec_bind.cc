@@ -1,3 +1,35 @@
+// Binding: which text each field of a format takes from a message, if the format describes it at all. What is here is
+// the definition. The engine (match/) is fast and must give the same; whoever changes one changes what format files
+// mean.
+//
+// Take the format "%s: %s* in %s" and the message "sshd: error in file in core".
+//
+// Its components are three fields and what stands between them: "%s", ":", " ", "%s*", " ", "in", " ", "%s". What can
+// end a field is known before: ":" for the first, the next constant of all, "in", for the star, nothing for the last.
+//
+//   steps  The cursor stands at the start. The first field has 0 steps; it makes that 1, as a field does that a
+//   constant
+//          bounds, and ends before the first ":": $1 is "sshd". ":" and the blank match.
+//          The star takes words up to the first "in": $2 is "error", its steps are 1. " ", "in", " " match.
+//          The last field takes one word: $3 is "file". But the message goes on, so this is a failure.
+//   back   The field where it failed has no other end (its steps are -1: nothing bounds it). The field before it, the
+//          star, has steps of 1, so it can be asked for one more: the cursor goes back to where the star began, and it
+//          runs on over one "in": $2 is "error in file", its steps are 2.
+//          " ", "in", " " match, $3 is "core", the message is at its end: bound.
+//
+//   limit  Each failure counts. After the 100th that was got over, the next one ends the bind; otherwise a line with
+//   many
+//          occurrences would keep a format busy for as many attempts as there are ways to choose among them.
+//   first  Going back past the field that failed stops before the first one: that is tried again only when it is itself
+//          what failed. Format files in use rely on which messages they do not match.
+//
+// A format without variables has nothing to try again and nothing to tell: all its components pass, matched or not, and
+// what decides is whether they have used the message up. So "abc def" binds "abc", and also the empty message.
+//
+// Cost: at most 101 passes over the message, for each format that is tried. There is no index over formats, and no look
+// ahead: a format whose last word is missing is found out at its end. This is not a search for every way to divide the
+// message: ways that only a later end of the first field would open are never seen.
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -18,7 +50,7 @@
 
 namespace {
 
-constexpr int kMaxFailures = 100;
+constexpr int kMaxFailures = 100;  ///< That are got over.
 
 /// What binding knows of one variable.
 struct Attempt {
@@ -32,7 +64,7 @@ struct Attempt {
 /// Room for the variables of one bind, kept from one to the next: most formats do not match most messages, and should
 /// not cost memory for trying.
 std::vector<Attempt>& attemptsFor(int variables) {
-  static auto& attempts = *new std::vector<Attempt>;
+  thread_local std::vector<Attempt> attempts;
   if (attempts.size() < static_cast<std::size_t>(variables)) attempts.resize(static_cast<std::size_t>(variables));
   return attempts;
 }
@@ -61,6 +93,7 @@ class Binding {
         bound_(format.lookahead.begin()) {
     for (int i = 0; i < variables_; ++i) attempt(i).start = -1, attempt(i).steps = 0;
     msg_.seek(msg_.beginning());
+    msg_.forgetFound();
   }
 
   bool run() {

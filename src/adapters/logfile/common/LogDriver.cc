@@ -20,6 +20,10 @@ namespace {
 
 constexpr const char* kModule = "src/adapters/logfile/common/LogDriver";
 
+/// The sites of this module's reports.
+constexpr int kUnmatchedSite = 57;
+constexpr int kUnreadableSite = 61;
+
 /// Lets `write` write to the file `path`, or to standard output when it is null. True when all of it arrived.
 template <class Writer>
 bool writeTo(const char* path, const Writer& write) {
@@ -32,13 +36,16 @@ bool writeTo(const char* path, const Writer& write) {
 
 }  // namespace
 
-LogDriver::LogDriver(const char* fmtfile, const char* outfile, int fatal) {
+LogDriver::LogDriver() {
+  FormatComponent::init();
+  SysLogUtils::init();
+}
+
+LogDriver::LogDriver(const char* fmtfile, const char* outfile, int fatal) : LogDriver() {
   pefcn = ZORAD_Error;
   ptfcn = ZORAD_Error;
   cefcn = parse_error;
   cwfcn = parse_warning;
-  FormatComponent::init();
-  SysLogUtils::init();
   read(fmtfile, outfile, fatal);
 }
 
@@ -54,19 +61,23 @@ void LogDriver::reloadFmts(const char* fmtfile, const char* outfile, int fatal) 
 void LogDriver::read(const char* fmtfile, const char* outfile, int fatal) {
   if (outfile) {
     unmatched = std::fopen(outfile, "a");
-    if (!unmatched) ZORAD_Error(quillon::kDriverLevel, kModule, __LINE__, 1, -1, "cannot open file `%s'\n", outfile);
+    if (!unmatched)
+      ZORAD_Error(quillon::kDriverLevel, kModule, kUnmatchedSite, 1, -1, "cannot open file `%s'\n", outfile);
   }
   parseResult = ReadFmt(fmtfile, this);
   if (parseResult != 0 && fatal > 0) {
-    ZORAD_Error(quillon::kDriverLevel, kModule, __LINE__, 0, 1, "Error reading format file: %s", fmtfile);
+    ZORAD_Error(quillon::kDriverLevel, kModule, kUnreadableSite, 0, 1, "Error reading format file: %s", fmtfile);
     std::exit(EXIT_FAILURE);
   }
   maxVars = 1;
-  for (FormatSpec* spec : formats) {
-    maxVars = std::max(maxVars, spec->numvars());
-    spec->UTF8fmt();
-  }
-  variables.assign(static_cast<std::size_t>(maxVars), nullptr);
+  variables.assign(1, nullptr);
+  for (FormatSpec* spec : formats) prepare(*spec);
+}
+
+void LogDriver::prepare(FormatSpec& made) {
+  maxVars = std::max(maxVars, made.numvars());
+  variables.resize(static_cast<std::size_t>(maxVars));
+  made.UTF8fmt();
 }
 
 void LogDriver::close() {
@@ -77,7 +88,8 @@ void LogDriver::close() {
   if (unmatched) std::fclose(std::exchange(unmatched, nullptr));
 }
 
-void LogDriver::addFormatSpec(FormatSpec* spec) {
+void LogDriver::addFormatSpec(const FormatSpec* added) {
+  auto* const spec = const_cast<FormatSpec*>(added);  // the driver owns it from here on, and may change it
   formats(spec);
   quillon::retain(spec);
   if (indexed_) byName_.emplace(spec->getName().view(), spec);
@@ -101,7 +113,8 @@ void LogDriver::removeFormatSpec(const char* name) {
   quillon::release(spec);
 }
 
-void LogDriver::editorAdd(FormatSpec* spec) {
+void LogDriver::editorAdd(const FormatSpec* added) {
+  auto* spec = const_cast<FormatSpec*>(added);  // as above
   FormatSpec* old = getFormatSpec(spec->getName().getString());
   if (old == spec) return;
   indexed_ = false;

@@ -11,13 +11,19 @@
 class FormatSpec;
 
 /// Owns what one format file defines: the ordered formats, each with one reference, and the stream for messages that
-/// no format matches. Reading is not reentrant: one driver reads at a time.
+/// no format matches.
+///
+/// Threads: a driver and its formats belong to one at a time. Those that read files themselves, by a constructor or
+/// reloadFmts(), do so one at a time in the process, and install the hooks; others are filled by a FormatReader.
 class LogDriver {
  public:
   /// Reads `fmtfile` and prepares its formats for use. Messages that no format matches are appended to `outfile`;
   /// null, or a file that cannot be opened (which is reported), means that they are dropped. When the file cannot be
   /// read, a `fatal` above 0 ends the process with status 1; otherwise the formats before the fault are kept.
   LogDriver(const char* fmtfile, const char* outfile, int fatal);
+
+  /// A driver without formats, for a quillon::FormatReader to fill. Leaves the hooks as they are.
+  LogDriver();
 
   /// Checks `fmtfile` as the other constructor reads it, and keeps nothing: this driver has no formats.
   LogDriver(const char* fmtfile, int fatal);
@@ -30,10 +36,12 @@ class LogDriver {
   void reloadFmts(const char* fmtfile, const char* outfile, int fatal);
 
   /// Appends `spec`.
-  void addFormatSpec(FormatSpec* spec);
+  void addFormatSpec(const FormatSpec* spec);
   /// Puts `spec` in the place of the format of its name, whose own maps and parent it takes over, or in front of all
   /// formats when there is none.
-  void editorAdd(FormatSpec* spec);
+  void editorAdd(const FormatSpec* spec);
+  /// Makes `made`, a format of this driver that has just been read, ready for use: its texts become UTF-8.
+  void prepare(FormatSpec& made);
   /// Turns the reading order into matching order, so that a later block is tried first, and reports variables that no
   /// map or more than one names.
   void orderFmts();
@@ -43,8 +51,9 @@ class LogDriver {
 
   /// Binds `message` to the first format that it matches and returns that, or null. `index` is the format's place
   /// counted from the end of the list as it was at the first call in this process: after orderFmts() that is its place
-  /// in the file. `fromEventLog` makes newlines white space. A message without a format goes to the unmatched output,
-  /// with one newline behind it, and that is flushed.
+  /// in the file. It is fixed then because events carry it: a format keeps its number while others come and go, even if
+  /// after a reload the numbers say nothing any more. `fromEventLog` makes newlines white space. A message without a
+  /// format goes to the unmatched output, with one newline behind it, and that is flushed.
   FormatSpec* bind(const char* message, int& index, int fromEventLog = 0);
 
   /// Write the class definitions of all formats, or the format file that makes them, to the file `path`, or to standard
@@ -65,9 +74,10 @@ class LogDriver {
   void read(const char* fmtfile, const char* outfile, int fatal);
   void close();
 
-  int parseResult = 0;           ///< What ReadFmt() returned last: 0 or 1.
-  int maxVars = 1;               ///< The most variables of any format, at least 1.
-  std::vector<char*> variables;  ///< `maxVars` places for a log adapter to put values into; all null here.
+  int parseResult = 0;  ///< What ReadFmt() returned last: 0 or 1.
+  int maxVars = 1;      ///< The most variables of any format, at least 1.
+  std::vector<char*> variables =
+      std::vector<char*>(1);  ///< `maxVars` places for a log adapter to put values into; all null here.
   qlList<FormatSpec*> formats;
   std::FILE* unmatched = nullptr;
   bool inFileOrder_ = true;

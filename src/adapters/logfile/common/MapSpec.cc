@@ -1,8 +1,13 @@
+// The maps of a class and how they are written. Few entries are found by a walk, many by an index: both cost the same
+// at kWalked, and a file whose blocks have any number of slots is read in linear time.
+
 #include "src/adapters/logfile/common/MapSpec.h"
 
 #include <charconv>
 #include <cstdlib>
+#include <cstring>
 #include <initializer_list>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -10,11 +15,18 @@
 
 #include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/common/Report.h"
 
 namespace {
 
 /// Up to here walking the list beats a look-up in the index.
 constexpr int kWalked = 16;
+
+bool isNamed(const MsgMapEntry& e, std::string_view slot) {
+  const qlStrobj& name = e.getName();
+  return static_cast<std::size_t>(name.size()) == slot.size() &&
+         std::memcmp(name.view().data(), slot.data(), slot.size()) == 0;
+}
 
 /// The text of a number, for as long as this object lives.
 class Number {
@@ -51,53 +63,55 @@ class Output {
 
 }  // namespace
 
-/// Finds an entry by its slot without walking the list. Refers to places in the list, so removing an entry ends its
-/// life; replacing one does not.
+/// Finds an entry by its slot without walking the list. Knows the entries' positions, so removing one ends its life.
 class MapSpec::Index {
  public:
-  explicit Index(qlList<MsgMapEntry*>& maps) {
-    for (maps[0]; maps.has(); maps++) append(&maps());
+  explicit Index(const qlList<MsgMapEntry*>& maps) {
+    for (MsgMapEntry* e : maps) append(e);
   }
 
-  void append(MsgMapEntry** entry) {
-    places_.push_back(entry);
+  void append(MsgMapEntry* e) {
+    entries_.push_back(e);
     selected_.clear();
-    ordinals_.emplace((*entry)->getName().view(), places_.size() - 1);
+    positions_.emplace(e->getName().view(), entries_.size() - 1);
   }
 
-  /// Puts `e` in the place of the entry of the same slot.
-  void replace(MsgMapEntry** entry, MsgMapEntry* e) {
-    auto node = ordinals_.extract((*entry)->getName().view());
+  /// Puts `e` in the place of the entry of the same slot and returns its position.
+  int replace(MsgMapEntry* e) {
+    auto node = positions_.extract(e->getName().view());
     node.key() = e->getName().view();  // the text of the old name ends with its entry
-    ordinals_.insert(std::move(node));
+    const std::size_t position = node.mapped();
+    positions_.insert(std::move(node));
     selected_.clear();
-    *entry = e;
+    entries_[position] = e;
+    return static_cast<int>(position);
   }
 
-  MsgMapEntry** find(std::string_view slot) const {
-    const auto found = ordinals_.find(slot);
-    return found == ordinals_.end() ? nullptr : places_[found->second];
+  MsgMapEntry* find(std::string_view slot) const {
+    const auto found = positions_.find(slot);
+    return found == positions_.end() ? nullptr : entries_[found->second];
   }
 
-  MsgMapEntry* find(std::string_view slot, int& selectedSoFar) {
+  int selectedUpTo(std::string_view slot) const {
+    const std::lock_guard<std::mutex> counting(counting_);
     if (selected_.empty()) countSelected();
-    const auto found = ordinals_.find(slot);
-    selectedSoFar = found == ordinals_.end() ? selected_.back() : selected_[found->second];
-    return found == ordinals_.end() ? nullptr : *places_[found->second];
+    const auto found = positions_.find(slot);
+    return found == positions_.end() ? selected_.back() : selected_[found->second];
   }
 
  private:
-  void countSelected() {
+  void countSelected() const {
     int count = 0;
-    for (MsgMapEntry** entry : places_) selected_.push_back(count += (*entry)->selected());
+    for (const MsgMapEntry* e : entries_) selected_.push_back(count += e->selected());
   }
 
-  std::unordered_map<std::string_view, std::size_t> ordinals_;  ///< Slot to its place in `places_`.
-  std::vector<MsgMapEntry**> places_;                           ///< In list order.
-  std::vector<int> selected_;  ///< Selected entries up to and including each; empty when out of date.
+  std::unordered_map<std::string_view, std::size_t> positions_;  ///< Of a slot's entry.
+  std::vector<MsgMapEntry*> entries_;                            ///< In list order.
+  mutable std::vector<int> selected_;  ///< Selected entries up to and including each; empty when out of date.
+  mutable std::mutex counting_;        ///< Held while `selected_` is brought up to date.
 };
 
-MapSpec::MapSpec(const char* text) : name(text) {}
+MapSpec::MapSpec(const char* text) : name(text ? qlStrobj::constant(text) : qlStrobj()) {}
 
 MapSpec::~MapSpec() {
   clear();
@@ -105,17 +119,16 @@ MapSpec::~MapSpec() {
 }
 
 void MapSpec::addSlot(MsgMapEntry* e) {
-  MsgMapEntry** const present = place(e->getName());
-  if (!present) {
+  MsgMapEntry* old = find(e->getName().view());
+  if (!old) {
     appendSlot(e);
     return;
   }
-  MsgMapEntry* const old = *present;
   quillon::retain(e);  // first: e may be old
   if (index_) {
-    index_->replace(present, e);
+    maps[index_->replace(e)] = e;
   } else {
-    *present = e;
+    maps(old, e);
   }
   quillon::release(old);
 }
@@ -130,20 +143,38 @@ void MapSpec::removeSlot(const char* slot) {
   int count = 0;
   MsgMapEntry* const e = getmap(slot, count);
   if (!e) return;
-  index_.reset();
   maps.remove(e);
   --size_;
+  makeIndex();
   quillon::release(e);
 }
 
 MsgMapEntry* MapSpec::getmap(const char* slot, int& count) {
+  if (slot) {
+    count = selectedUpTo(slot);
+    return find(slot);
+  }
   count = 0;
-  if (Index* index = indexed()) return index->find(slot ? slot : "", count);
-  for (MsgMapEntry* e : maps) {
-    if (e->selected()) ++count;
-    if (e->getName() == slot) return e;
+  for (const MsgMapEntry* e : maps) count += e->selected();
+  return nullptr;
+}
+
+const MsgMapEntry* MapSpec::find(std::string_view slot) const {
+  if (index_) return index_->find(slot);
+  for (const MsgMapEntry* e : maps) {
+    if (isNamed(*e, slot)) return e;
   }
   return nullptr;
+}
+
+int MapSpec::selectedUpTo(std::string_view slot) const {
+  if (index_) return index_->selectedUpTo(slot);
+  int count = 0;
+  for (const MsgMapEntry* e : maps) {
+    if (e->selected()) ++count;
+    if (isNamed(*e, slot)) break;
+  }
+  return count;
 }
 
 void MapSpec::dbgdump() {
@@ -152,6 +183,10 @@ void MapSpec::dbgdump() {
 }
 
 void MapSpec::emitCds(FILE* stream, int index) {
+  if (!writeCds(stream, index)) std::exit(EXIT_FAILURE);
+}
+
+bool MapSpec::writeCds(FILE* stream, int index) {
   Output out(stream);
   out.line({"CLASS ", name.view(), "\n  SELECT\n"});
   out.line({"    1: ATTR(=,\"_event_id\"), VALUE(=,\"", Number(index).view(), "\");\n"});
@@ -162,14 +197,24 @@ void MapSpec::emitCds(FILE* stream, int index) {
   if (size_ > 0) out.line({"  MAP\n"});
   for (MsgMapEntry* e : maps) {
     if (!e->mapped()) continue;
-    if (e->kind() == printMap) out.flush();  // what stands before a PRINTF that ends the process is still written
-    out.line({"    ", e->getName().view(), " = ", e->cdsMap(this).view(), ";\n"});
+    if (e->kind() == printMap) {
+      const auto expansion = static_cast<const PrintMapEntry*>(e)->expand(*this);
+      if (!expansion) {
+        out.flush();  // what stands before it is still written, and before the report
+        quillon::report(*expansion.fault);
+        return false;
+      }
+      out.line({"    ", e->getName().view(), " = ", expansion.text.view(), ";\n"});
+    } else {
+      out.line({"    ", e->getName().view(), " = ", e->cdsMap(this).view(), ";\n"});
+    }
   }
   out.line({"END\n"});
+  return true;
 }
 
 const qlStrobj& MapSpec::bvalue(VarMapEntry* /*e*/) {
-  static const qlStrobj none("???");
+  static const qlStrobj none = qlStrobj::permanent("???");
   return none;
 }
 
@@ -181,9 +226,13 @@ void MapSpec::clear() {
 
 void MapSpec::appendSlot(MsgMapEntry* e) {
   quillon::retain(e);
-  MsgMapEntry*& appended = maps(e);
+  maps(e);
   ++size_;
-  if (index_) index_->append(&appended);
+  if (index_) {
+    index_->append(e);
+  } else if (size_ > kWalked) {
+    makeIndex();
+  }
 }
 
 void MapSpec::dropInherited() {
@@ -201,17 +250,5 @@ void MapSpec::dumpEntries() {
   for (MsgMapEntry* e : maps) e->dbgdump();
 }
 
-/// The index, made now if it is time for one; null while walking the list is faster.
-MapSpec::Index* MapSpec::indexed() {
-  if (!index_ && size_ > kWalked) index_ = std::make_unique<Index>(maps);
-  return index_.get();
-}
-
-/// Where the entry of `slot` stands in the list; null when there is none.
-MsgMapEntry** MapSpec::place(const qlStrobj& slot) {
-  if (const Index* index = indexed()) return index->find(slot.view());
-  for (maps[0]; maps.has(); maps++) {
-    if (maps()->getName() == slot) return &maps();
-  }
-  return nullptr;
-}
+/// Makes the index anew, if it is time for one.
+void MapSpec::makeIndex() { index_ = size_ > kWalked ? std::make_unique<Index>(maps) : nullptr; }

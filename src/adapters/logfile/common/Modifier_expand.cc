@@ -1,3 +1,15 @@
+// How fields of several words find their end.
+//
+// A star field with the bound "x", held against "a x b x": with 1 step it takes "a" and stops before the blank, since
+// the next word begins with its bound. With 2 steps it goes on over that: the first character of the bound is
+// swallowed, which makes "x" a word like any other, and the field takes "a x b". With 3 steps there is no third bound:
+// the end of the message is reached and the steps become -1, no alternative left. Runs of white space within a value
+// become one blank.
+//
+// A plus field takes its first word as a plain field does and lets a star of its own take the rest, with one step less.
+//
+// Cost: the text up to the end of the field, once for each attempt.
+
 #include "src/adapters/logfile/common/Modifier_expand.h"
 
 #include <string_view>
@@ -20,11 +32,11 @@ void swallowOne(SysLogMsg& msg, qlStrobj& value) {
 
 template <class Field>
 int StarModifier<Field>::matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) {
-  if (next != ConstComponent::none()) ++this->steps;
+  if (next != ConstComponent::none()) ++this->steps();
   if (Field::matches(msg, next, value)) return fillUp(msg, next, value, true, 0);
-  if (this->steps <= 1) return 1;
+  if (this->steps() <= 1) return 1;
   if (msg.end()) {
-    this->steps = -1;
+    this->steps() = -1;
     return 0;
   }
   swallowOne(msg, value);
@@ -38,11 +50,11 @@ int StarModifier<Field>::fillUp(SysLogMsg& msg, const ConstComponent* next, qlSt
                                 int failures) {
   for (;;) {
     const int run = msg.whitesp();
-    if (run == 0 && matched && !msg.end() && failures >= this->steps) return 1;
+    if (run == 0 && matched && !msg.end() && failures >= this->steps()) return 1;
     msg += run;
     const std::string_view word = this->capture(msg, next);
     if (word.empty()) {
-      if (++failures >= this->steps) {
+      if (++failures >= this->steps()) {
         msg -= run;
         return starFallback || matched;
       }
@@ -56,7 +68,7 @@ int StarModifier<Field>::fillUp(SysLogMsg& msg, const ConstComponent* next, qlSt
       swallowOne(msg, value);
     }
   }
-  if (this->steps != 0) this->steps = -1;
+  if (this->steps() != 0) this->steps() = -1;
   return 0;
 }
 
@@ -69,7 +81,8 @@ ConstComponent* StarModifier<Field>::lookahead(qlList<FormatComponent*>& list, i
 }
 
 template <class Field>
-PlusModifier<Field>::PlusModifier(const char* text, StarModifier<Field>* more) : StarModifier<Field>(text), star(more) {
+PlusModifier<Field>::PlusModifier(const char* text, StarModifier<Field>* more, typename Field::SharedField shared)
+    : StarModifier<Field>(text, shared), star(more) {
   quillon::retain(star);
 }
 
@@ -81,23 +94,23 @@ PlusModifier<Field>::~PlusModifier() {
 template <class Field>
 int PlusModifier<Field>::matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) {
   const bool bounded = next != ConstComponent::none();
-  if (bounded) ++this->steps;
+  if (bounded) ++this->steps();
   // The first word as a plain field takes it, not as a star does.
   if (!Field::matches(msg, next, value)) {  // NOLINT(bugprone-parent-virtual-call)
-    if (this->steps == 0) return 0;
+    if (this->steps() == 0) return 0;
     if (msg.end()) {
-      this->steps = -1;
+      this->steps() = -1;
       return 0;
     }
     swallowOne(msg, value);
   }
   const int run = msg.whitesp();
   msg += run;
-  if (this->steps != 0) star->set_steps(this->steps - 1);
+  if (this->steps() != 0) star->set_steps(this->steps() - 1);
   qlStrobj rest;
   star->matches(msg, next, rest);
   if (bounded && star->get_steps() == -1) {
-    this->steps = -1;
+    this->steps() = -1;
     return 0;
   }
   if (rest.size() == 0) {

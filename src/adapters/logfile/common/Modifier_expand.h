@@ -9,6 +9,7 @@ template <class Field>
 class StarModifier : public Field {
  public:
   explicit StarModifier(const char* text) : Field(text) {}
+  StarModifier(const char* text, typename Field::SharedField shared) : Field(text, shared) {}
 
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;
   quillon::ComponentKind kind() const override { return quillon::ComponentKind::kStar; }
@@ -24,7 +25,7 @@ template <class Field>
 class PlusModifier : public StarModifier<Field> {
  public:
   /// Takes a reference on `more`, the star field that captures what follows the first word.
-  PlusModifier(const char* text, StarModifier<Field>* more);
+  PlusModifier(const char* text, StarModifier<Field>* more, typename Field::SharedField shared = Field::kNotShared);
   ~PlusModifier() override;
 
   int matches(SysLogMsg& msg, const ConstComponent* next, qlStrobj& value) override;

@@ -7,24 +7,25 @@
 
 #include "foundation/characters.h"
 #include "src/adapters/logfile/common/MapSpec.h"
-#include "src/adapters/logfile/common/diagnostics.h"
+#include "src/adapters/logfile/common/Report.h"
 #include "src/adapters/logfile/common/shared_text.h"
 
 namespace {
 
-constexpr const char* kModule = "src/adapters/logfile/common/MsgMapEntry";
+constexpr quillon::ReportSite kOutOfRangeSite = {quillon::ReportCode::kVariableOutOfRange,
+                                                 quillon::Severity::kError,
+                                                 quillon::ReportSite::Printer::kErrorHook,
+                                                 quillon::kWithPosition | quillon::kFailsRead,
+                                                 quillon::kModelLevel,
+                                                 "src/adapters/logfile/common/MsgMapEntry",
+                                                 250};
 
 const qlStrobj& emptyConstant() {
-  static const qlStrobj quotes("\"\"");
+  static const qlStrobj quotes = qlStrobj::permanent("\"\"");
   return quotes;
 }
 
 bool isQuoted(std::string_view text) { return text.starts_with('"'); }
-
-/// `text` without its first and last characters.
-std::string_view inner(std::string_view text) {
-  return text.size() < 2 ? std::string_view() : text.substr(1, text.size() - 2);
-}
 
 qlStrobj numbered(const char* prefix, int number) {
   char digits[12];
@@ -99,10 +100,15 @@ MsgMapEntry* MsgMapEntry::addRule(const char* /*text*/, MapSpec* /*spec*/) { ret
 
 void MsgMapEntry::dbgdump() { std::printf("\t%s %d\n", name.view().data(), unmapped); }
 
-qlStrobj MsgMapEntry::selectedValue(MapSpec* spec) const {
-  int selectedSoFar = 0;
-  spec->getmap(name.getString(), selectedSoFar);
-  return numbered("$V", selectedSoFar + 1);  // the first line selects the event's number
+quillon::Expansion MsgMapEntry::expression(const MapSpec& spec) const {
+  if (selected()) return {selectedValue(spec), {}};
+  if (type == constMap) return {static_cast<const ConstMapEntry*>(this)->getValue(), {}};
+  if (type == printMap) return static_cast<const PrintMapEntry*>(this)->expand(spec);
+  return {"", {}};
+}
+
+qlStrobj MsgMapEntry::selectedValue(const MapSpec& spec) const {
+  return numbered("$V", spec.selectedUpTo(name.view()) + 1);  // the first line selects the event's number
 }
 
 qlStrobj MsgMapEntry::lineStart() const {
@@ -121,8 +127,8 @@ qlStrobj VarMapEntry::svalue(MapSpec* spec) { return spec->bvalue(this); }
 MsgMapEntry* VarMapEntry::addRule(const char* text, MapSpec* spec) {
   number = text[0] ? quillon::leadingNumber(text + 1) : 0;
   if (number < 1 || number > spec->numvars()) {
-    cefcn(quillon::kWithPosition | quillon::kFailsRead, quillon::kModelLevel, kModule, 250,
-          "$%d must be between 1 and %d\n", number, spec->numvars());
+    quillon::report(kOutOfRangeSite, {.entry = this, .variable = number}, "$%d must be between 1 and %d\n", number,
+                    spec->numvars());
   }
   return this;
 }
@@ -136,7 +142,7 @@ qlStrobj ConstMapEntry::cdsMap(MapSpec* /*spec*/) { return value; }
 
 qlStrobj ConstMapEntry::fmtMap(MapSpec* /*spec*/) { return lineStart() << value; }
 
-qlStrobj ConstMapEntry::svalue(MapSpec* /*spec*/) { return qlStrobj(inner(value.view())); }
+qlStrobj ConstMapEntry::svalue(MapSpec* /*spec*/) { return qlStrobj(quillon::withoutEnds(value.view())); }
 
 MsgMapEntry* ConstMapEntry::addRule(const char* text, MapSpec* /*spec*/) {
   value = isQuoted(text) ? quillon::sharedText(text) : quillon::sharedText((qlStrobj("\"") << text << "\"").view());
@@ -146,7 +152,7 @@ MsgMapEntry* ConstMapEntry::addRule(const char* text, MapSpec* /*spec*/) {
 void ConstMapEntry::dbgdump() { dumpLine(value.getString()); }
 
 MsgMapEntry* NotifMapEntry::addRule(const char* rule, MapSpec* /*spec*/) {
-  text = isQuoted(rule) ? qlStrobj(inner(rule)) : qlStrobj(rule);
+  text = isQuoted(rule) ? qlStrobj(quillon::withoutEnds(rule)) : qlStrobj(rule);
   return this;
 }
 

@@ -1,17 +1,47 @@
 #ifndef QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_MSGMAPENTRY_H_
 #define QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_MSGMAPENTRY_H_
 
+#include <optional>
+#include <string_view>
+
 #include "foundation/list.h"
 #include "foundation/pool.h"
 #include "foundation/strobj.h"
-
-namespace quillon {
-class PrintExpression;
-}
+#include "src/adapters/logfile/common/Report.h"
 
 class MapSpec;
+class PrintMapEntry;
 
-/// The kinds of map entries.
+namespace quillon {
+
+/// Why a PRINTF cannot be expanded.
+struct PrintFault {
+  ReportCode code;             ///< Of kPrintArgumentCount, kPrintUnknownSlot and kPrintCircle.
+  const PrintMapEntry* entry;  ///< The PRINTF that is at fault: the one asked for, or one that it refers to.
+  int part;                    ///< Of the entry: 0 for its format text, when that has not as many "%s" as arguments
+                               ///< follow; else the argument, counted from 1.
+  qlStrobj text;               ///< Of that part.
+};
+
+/// Reports `fault`. Without a sink that is text on standard error, whether anybody watches or not.
+void report(const PrintFault& fault);
+
+/// `text` without its first and last characters: what stands between quotes.
+constexpr std::string_view withoutEnds(std::string_view text) {
+  return text.size() < 2 ? std::string_view() : text.substr(1, text.size() - 2);
+}
+
+/// What became of a PRINTF.
+struct Expansion {
+  qlStrobj text;  ///< The expression of the class definition; cut short by a fault.
+  std::optional<PrintFault> fault;
+  explicit operator bool() const { return !fault; }
+};
+
+}  // namespace quillon
+
+/// The kinds of map entries. What an event source or a field fills in is below 10, what the format file itself says
+/// from 11 on; the numbers between are free for further sources.
 inline constexpr long varMap = 1;
 inline constexpr long notifMap = 2;
 inline constexpr long defaultMap = 3;
@@ -22,6 +52,8 @@ inline constexpr long printMap = 12;
 
 /// Says where the value of one slot of an event comes from. Entries are counted (foundation/refcnt.h) and shared
 /// between a format and the formats that follow it; destroying one that is still referenced aborts.
+///
+/// Threads: as for the map it is in.
 class MsgMapEntry : public quillon::Pooled {
  public:
   /// A new entry of kind `type`, null for any other code. A `text` that begins with "-" gives an unmapped entry named
@@ -57,12 +89,15 @@ class MsgMapEntry : public quillon::Pooled {
   void setOwner(const MapSpec* map) { owner = map; }
   int& refcnt() { return refcount; }
 
+  /// What cdsMap() gives, unless a PRINTF cannot be expanded.
+  quillon::Expansion expression(const MapSpec& spec) const;
+
  protected:
   MsgMapEntry(const MapSpec* map, const char* text, long code);
   MsgMapEntry(const MapSpec* map, const MsgMapEntry& e);
 
   /// "$V" and the number of this entry's line among those that the class definition of `spec` selects.
-  qlStrobj selectedValue(MapSpec* spec) const;
+  qlStrobj selectedValue(const MapSpec& spec) const;
   /// What every line of a format file begins with: "-" when unmapped, the name, a blank.
   qlStrobj lineStart() const;
   /// Writes a line of the debugging dump that ends with `value`.
@@ -83,7 +118,7 @@ class VarMapEntry : public MsgMapEntry {
   VarMapEntry(const MapSpec* map, const VarMapEntry& e) : MsgMapEntry(map, e), number(e.number) {}
 
   int position() const override { return number; }
-  qlStrobj cdsMap(MapSpec* spec) override { return selectedValue(spec); }
+  qlStrobj cdsMap(MapSpec* spec) override { return selectedValue(*spec); }
   qlStrobj fmtMap(MapSpec* spec) override;
   qlStrobj svalue(MapSpec* spec) override;
   /// `text` is "$N". A number that names no field of `spec` is reported and kept.
@@ -109,6 +144,9 @@ class ConstMapEntry : public MsgMapEntry {
   MsgMapEntry* addRule(const char* text, MapSpec* spec) override;
   void dbgdump() override;
 
+  /// With its quotes.
+  const qlStrobj& getValue() const { return value; }
+
  private:
   qlStrobj value;
 };
@@ -130,17 +168,17 @@ class PrintMapEntry : public MsgMapEntry {
   MsgMapEntry* addRule(const char* text, MapSpec* spec) override;
   void dbgdump() override;
 
+  /// The expression that cdsMap() gives, or why there is none. Ends nothing and reports nothing. Takes time and memory
+  /// in proportion to its result, which a few entries that refer to each other more than once can make huge.
+  quillon::Expansion expand(const MapSpec& spec) const;
+
+  /// The format text with its quotes; empty before the first addRule().
+  const qlStrobj& getFormat() const;
   /// The format text with its quotes, then the names of the argument slots.
   const qlList<qlStrobj*>& parts() const { return args; }
 
  private:
-  friend class quillon::PrintExpression;
-
-  /// The format text with its quotes; empty before the first addRule().
-  const qlStrobj& format() const;
-
-  qlList<qlStrobj*> args;  ///< Owned: the format text, then the argument names.
-  bool expanding = false;  ///< Set while cdsMap() works on this entry, to notice circles.
+  qlList<qlStrobj*> args;  ///< Owned.
 };
 
 /// A text for another kind of consumer. The format-file language has no form for it.
@@ -149,11 +187,13 @@ class NotifMapEntry : public MsgMapEntry {
   NotifMapEntry(const MapSpec* map, const char* slot) : MsgMapEntry(map, slot, notifMap), text("") {}
   NotifMapEntry(const MapSpec* map, const NotifMapEntry& e) : MsgMapEntry(map, e), text(e.text) {}
 
-  qlStrobj cdsMap(MapSpec* spec) override { return selectedValue(spec); }
+  qlStrobj cdsMap(MapSpec* spec) override { return selectedValue(*spec); }
   /// Drops the first and the last character of a quoted `rule`.
   MsgMapEntry* addRule(const char* rule, MapSpec* spec) override;
   void dbgdump() override;
   bool selected() const override { return true; }
+
+  const qlStrobj& getText() const { return text; }
 
  private:
   qlStrobj text;
@@ -162,7 +202,7 @@ class NotifMapEntry : public MsgMapEntry {
 /// A slot whose value the event source fills in; it differs from its kin only by the words for it.
 class SourceMapEntry : public MsgMapEntry {
  public:
-  qlStrobj cdsMap(MapSpec* spec) override { return selectedValue(spec); }
+  qlStrobj cdsMap(MapSpec* spec) override { return selectedValue(*spec); }
   qlStrobj fmtMap(MapSpec* spec) override;
   qlStrobj svalue(MapSpec* spec) override;
   void dbgdump() override;

@@ -1,12 +1,11 @@
 #include "src/adapters/logfile/common/NewlineComponent.h"
 
-#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/SysLogMsg.h"
 
 void NewlineComponent::init() {
   if (shared_newline) return;
   shared_newline = new NewlineComponent("%n");
-  quillon::retain(shared_newline);
+  share(shared_newline);
 }
 
 NewlineComponent* NewlineComponent::create(const char* /*token*/) { return shared_newline; }

@@ -1,6 +1,9 @@
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <string_view>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "src/adapters/logfile/common/MapSpec.h"
@@ -8,64 +11,93 @@
 #include "src/adapters/logfile/common/shared_text.h"
 
 namespace quillon {
+namespace {
 
-/// Writes the expression of one PRINTF and of those that it refers to. Keeps its own stack: how deep entries refer to
-/// each other is up to the format file.
+/// Of what a class definition cannot be written without. It is told even when nobody watches a terminal: half a class
+/// is left on standard output.
+constexpr ReportSite faultSite(ReportCode code) {
+  return {code, Severity::kError, ReportSite::Printer::kStandardError,
+          0,    kModelLevel,      "src/adapters/logfile/common/PrintMapEntry",
+          0};
+}
+
+constexpr ReportSite kArgumentCountSite = faultSite(ReportCode::kPrintArgumentCount);
+constexpr ReportSite kUnknownSlotSite = faultSite(ReportCode::kPrintUnknownSlot);
+constexpr ReportSite kCircleSite = faultSite(ReportCode::kPrintCircle);
+
+using Argument = qlList<qlStrobj*>::Iterator;
+
+/// The first argument, behind the format text.
+Argument firstArgument(const PrintMapEntry& entry) {
+  Argument argument = entry.parts().begin();
+  if (argument != Argument()) ++argument;
+  return argument;
+}
+
+/// Writes the expression of one PRINTF and of those that it refers to.
+///
+/// With `all PRINTF("%s; %s", msg, host)`, `msg PRINTF("user %s", user)`, and `user` and `host` on the lines 2 and 3 of
+/// SELECT: all is entered and writes PRINTF("%s; %s"; its first argument is a PRINTF, so msg is entered, writes
+/// PRINTF("user %s", $V2) and is left; all goes on with $V3 and ends:
+///
+///     PRINTF("%s; %s", PRINTF("user %s", $V2), $V3)
+///
+/// Costs time and memory in proportion to what it writes. It keeps its own stack: how deep entries refer to each other
+/// is up to the format file.
 class PrintExpression {
  public:
-  explicit PrintExpression(MapSpec* spec) : spec_(spec) {}
+  explicit PrintExpression(const MapSpec& spec) : spec_(spec) {}
 
-  qlStrobj of(PrintMapEntry* entry) {
+  Expansion of(const PrintMapEntry& entry) {
     enter(entry);
-    while (!open_.empty()) {
-      if (open_.back().argument == open_.back().entry->args.end()) {
+    while (!open_.empty() && !result_.fault) {
+      if (open_.back().argument == Argument()) {
         leave();
       } else {
         addArgument();
       }
     }
-    return text_;
+    return std::move(result_);
   }
 
  private:
-  using Argument = qlList<qlStrobj*>::Iterator;
-
   struct Level {
-    PrintMapEntry* entry;
+    const PrintMapEntry* entry;
     Argument argument;  ///< The next one to be written.
+    int part;           ///< The number of the one that was written last; 0 is the format text.
   };
 
-  void enter(PrintMapEntry* entry) {
-    const qlStrobj& format = entry->format();
-    Argument argument = entry->args.begin();
-    if (argument != entry->args.end()) ++argument;
-    if (fields(format.view()) != countFrom(argument, entry->args.end())) failMissing(entry, format);
-    entry->expanding = true;
-    open_.push_back({entry, argument});
-    text_ << "PRINTF(" << format;
+  void enter(const PrintMapEntry& entry) {
+    const qlStrobj& format = entry.getFormat();
+    const Argument first = firstArgument(entry);
+    if (fields(format.view()) != countFrom(first)) return fail(ReportCode::kPrintArgumentCount, entry, 0, format);
+    open_.push_back({&entry, first, 0});
+    result_.text << "PRINTF(" << format;
   }
 
   void leave() {
-    open_.back().entry->expanding = false;
+    if (open_.size() > 1) nested_.erase(open_.back().entry);
     open_.pop_back();
-    text_ << ")";
+    result_.text << ")";
   }
 
   void addArgument() {
-    PrintMapEntry* const entry = open_.back().entry;
+    const PrintMapEntry& entry = *open_.back().entry;
     const qlStrobj& argument = **open_.back().argument;
     ++open_.back().argument;
-    int selectedSoFar = 0;
-    MsgMapEntry* const found = spec_->getmap(argument.getString(), selectedSoFar);
-    if (!found) failMissing(entry, argument);
-    if (argument == entry->getName()) failDuplicate(entry);
-    text_ << ", ";
+    const int part = ++open_.back().part;
+    const MsgMapEntry* const found = spec_.find(argument.view());
+    if (!found) return fail(ReportCode::kPrintUnknownSlot, entry, part, argument);
+    if (argument == entry.getName()) return fail(ReportCode::kPrintCircle, entry, part, argument);
+    result_.text << ", ";
     if (found->kind() != printMap) {
-      text_ << found->cdsMap(spec_);
+      result_.text << found->expression(spec_).text;
       return;
     }
-    auto* const nested = static_cast<PrintMapEntry*>(found);
-    if (nested->expanding) failDuplicate(entry);
+    const auto& nested = static_cast<const PrintMapEntry&>(*found);
+    if (&nested == open_.front().entry || !nested_.insert(&nested).second) {
+      return fail(ReportCode::kPrintCircle, entry, part, argument);
+    }
     enter(nested);
   }
 
@@ -75,35 +107,59 @@ class PrintExpression {
     return count;
   }
 
-  static int countFrom(Argument from, Argument end) {
+  static int countFrom(Argument from) {
     int count = 0;
-    for (; from != end; ++from) ++count;
+    for (; from != Argument(); ++from) ++count;
     return count;
   }
 
-  [[noreturn]] static void failMissing(const PrintMapEntry* entry, const qlStrobj& missing) {
-    std::fputs("\nError: Failure during CDS mapping.\n", stderr);
-    std::fprintf(stderr, "Could not find value for '%s' in this FMT entry:\n\n", missing.view().data());
-    std::fprintf(stderr, "   %s PRINTF(", entry->getName().view().data());
-    const char* separator = "";
-    for (const qlStrobj* part : entry->args) {
-      std::fprintf(stderr, "%s%s", separator, part->view().data());
-      separator = ", ";
-    }
-    std::fputs(")\n\n", stderr);
-    std::exit(EXIT_FAILURE);
+  void fail(ReportCode code, const PrintMapEntry& entry, int part, const qlStrobj& text) {
+    result_.fault = PrintFault{code, &entry, part, text};
   }
 
-  [[noreturn]] static void failDuplicate(const PrintMapEntry* entry) {
-    std::fputs("\nError: Failure during CDS mapping.\n", stderr);
-    std::fprintf(stderr, "Duplicate reference in FMT entry for variable: %s\n\n", entry->getName().view().data());
-    std::exit(EXIT_FAILURE);
-  }
-
-  MapSpec* spec_;
+  const MapSpec& spec_;
   std::vector<Level> open_;  ///< The entry asked for, and within it those that led to the one being written.
-  qlStrobj text_;
+  std::unordered_set<const PrintMapEntry*> nested_;  ///< All of them but the first.
+  Expansion result_;
 };
+
+/// "PRINTF("%s by %s", severity, user)"
+std::string call(const PrintMapEntry& entry) {
+  std::string text = "PRINTF(";
+  const char* separator = "";
+  for (const qlStrobj* part : entry.parts()) {
+    text.append(separator).append(part->view());
+    separator = ", ";
+  }
+  return text + ")";
+}
+
+}  // namespace
+
+void report(const PrintFault& fault) {
+  const std::string name(fault.entry->getName().view());
+  const std::string missing(fault.text.view());
+  std::string printed = "\nError: Failure during CDS mapping.\n";
+  std::string text;
+  const ReportSite* site = &kCircleSite;
+  if (fault.code == ReportCode::kPrintCircle) {
+    printed += "Duplicate reference in FMT entry for variable: " + name + "\n\n";
+    text = "PRINTF of " + name + " refers to itself";
+  } else {
+    printed += "Could not find value for '" + missing + "' in this FMT entry:\n\n   " + name + " " +
+               call(*fault.entry) + "\n\n";
+    const bool isCount = fault.code == ReportCode::kPrintArgumentCount;
+    site = isCount ? &kArgumentCountSite : &kUnknownSlotSite;
+    text = "PRINTF of " + name + (isCount ? " has another number of arguments than of %s" : " has no slot " + missing);
+  }
+  if (ReportSink* const sink = ReportScope::sink()) {
+    Report report = makeReport(*site, {.format = nullptr, .entry = fault.entry, .part = fault.part}, printed);
+    report.text = text;
+    sink->take(std::move(report));
+  } else {
+    std::fputs(printed.c_str(), stderr);
+  }
+}
 
 }  // namespace quillon
 
@@ -115,19 +171,24 @@ PrintMapEntry::~PrintMapEntry() {
   for (const qlStrobj* part : args) delete part;
 }
 
-qlStrobj PrintMapEntry::cdsMap(MapSpec* spec) { return quillon::PrintExpression(spec).of(this); }
+qlStrobj PrintMapEntry::cdsMap(MapSpec* spec) {
+  quillon::Expansion expansion = expand(*spec);
+  if (expansion) return expansion.text;
+  report(*expansion.fault);
+  std::exit(EXIT_FAILURE);
+}
+
+quillon::Expansion PrintMapEntry::expand(const MapSpec& spec) const { return quillon::PrintExpression(spec).of(*this); }
 
 qlStrobj PrintMapEntry::fmtMap(MapSpec* spec) {
   qlStrobj line = lineStart();
-  line << "PRINTF(" << format();
-  bool isArgument = false;
-  for (const qlStrobj* part : args) {
-    int selectedSoFar = 0;
-    if (!isArgument) {
-      isArgument = true;  // the first part is the format text
-    } else if (spec->getmap(part->getString(), selectedSoFar)) {
-      line << ", " << *part;
+  line << "PRINTF(" << getFormat();
+  for (quillon::Argument argument = quillon::firstArgument(*this); argument != quillon::Argument(); ++argument) {
+    if (spec->find((*argument)->view())) {
+      line << ", " << **argument;
     } else {
+      // Without a comma no reader takes the line: whoever edits a format notices that its slot is gone, where the name
+      // alone would pass for an argument until the next compile.
       line << " !!!! ";
     }
   }
@@ -135,16 +196,13 @@ qlStrobj PrintMapEntry::fmtMap(MapSpec* spec) {
 }
 
 qlStrobj PrintMapEntry::svalue(MapSpec* spec) {
-  const std::string_view quoted = format().view();
-  const std::string_view text = quoted.size() < 2 ? std::string_view() : quoted.substr(1, quoted.size() - 2);
-  qlList<qlStrobj*>::Iterator argument = args.begin();
-  if (argument != args.end()) ++argument;
+  const std::string_view text = quillon::withoutEnds(getFormat().view());
+  quillon::Argument argument = quillon::firstArgument(*this);
   qlStrobj value("");
   std::size_t copied = 0;
-  for (std::size_t at = text.find("%s"); at != std::string_view::npos && argument != args.end();
+  for (std::size_t at = text.find("%s"); at != std::string_view::npos && argument != quillon::Argument();
        at = text.find("%s", at + 2)) {
-    int selectedSoFar = 0;
-    MsgMapEntry* const found = spec->getmap((*argument)->getString(), selectedSoFar);
+    MsgMapEntry* const found = spec->find((*argument)->view());
     ++argument;
     if (!found || found->kind() == printMap) continue;
     value.append(text.substr(copied, at - copied)) << found->svalue(spec);
@@ -158,18 +216,9 @@ MsgMapEntry* PrintMapEntry::addRule(const char* text, MapSpec* /*spec*/) {
   return this;
 }
 
-void PrintMapEntry::dbgdump() {
-  qlStrobj text("PRINTF(");
-  const char* separator = "";
-  for (const qlStrobj* part : args) {
-    text << separator << *part;
-    separator = ", ";
-  }
-  text << ")";
-  dumpLine(text.getString());
-}
+void PrintMapEntry::dbgdump() { dumpLine(quillon::call(*this).c_str()); }
 
-const qlStrobj& PrintMapEntry::format() const {
-  static const qlStrobj empty("");
+const qlStrobj& PrintMapEntry::getFormat() const {
+  static const qlStrobj empty = qlStrobj::permanent("");
   return args.begin() == args.end() ? empty : **args.begin();
 }

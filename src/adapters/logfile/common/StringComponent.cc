@@ -1,7 +1,6 @@
 #include "src/adapters/logfile/common/StringComponent.h"
 
 #include "foundation/characters.h"
-#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/Modifier_expand.h"
 #include "src/adapters/logfile/common/NewlineComponent.h"
@@ -21,14 +20,16 @@ Plus* shared_plus = nullptr;
 
 }  // namespace
 
+thread_local constinit int StringComponent::shared_steps[kSharedFields] = {};
+
 void StringComponent::init() {
   if (shared_string) return;
-  shared_string = new StringComponent("%s");
-  shared_star = new Star("%s*");
-  shared_plus = new Plus("%s+", shared_star);
-  quillon::retain(shared_string);
-  quillon::retain(shared_star);
-  quillon::retain(shared_plus);
+  shared_string = new StringComponent("%s", kPlainField);
+  shared_star = new Star("%s*", kStarField);
+  shared_plus = new Plus("%s+", shared_star, kPlusField);
+  share(shared_string);
+  share(shared_star);
+  share(shared_plus);
 }
 
 StringComponent* StringComponent::create(const char* token) {
@@ -44,8 +45,9 @@ StringComponent* StringComponent::create(const char* token) {
   return shared_string;
 }
 
-StringComponent::StringComponent(const char* text)
+StringComponent::StringComponent(const char* text, SharedField shared)
     : FormatComponent(text),
+      sharedField_(shared),
       width(quillon::leadingNumber(text + 1)),
       endsAtFirst_(view().ends_with('*') || view().ends_with('+')) {}
 
@@ -63,6 +65,7 @@ ConstComponent* StringComponent::lookahead(qlList<FormatComponent*>& list, int /
 std::string_view StringComponent::capture(SysLogMsg& msg, const ConstComponent* next) {
   const std::string_view whole = msg.word();
   const std::size_t limit = static_cast<std::size_t>(width);
+  int& steps = this->steps();
   if (whole.empty()) return {};
   std::size_t length = whole.size();
   int occurrence = 0;
@@ -72,7 +75,7 @@ std::string_view StringComponent::capture(SysLogMsg& msg, const ConstComponent* 
   } else if (next != ConstComponent::none()) {
     occurrence = endsAtFirst_ ? -1 : ++steps;
     if (width == 0 || !newStringMeaning) {
-      length = next->cut(whole, occurrence);
+      length = next->cut(whole, occurrence, msg.latestFound(occurrence));
     } else if (whole.size() < limit) {
       --steps;
       return {};

@@ -18,6 +18,8 @@ extern int starFallback;
 /// A field that a constant follows can end at any occurrence of it. Which one is told by `steps`: 0 before the first
 /// attempt, one more with each attempt, -1 when there is no further alternative. Fields without a width are shared, so
 /// their steps are too; binding sets them before each attempt.
+///
+/// Threads: the steps of a shared field are each thread's own. A field with a width belongs to its format.
 class StringComponent : public FormatComponent {
  public:
   /// Makes the shared "%s", "%s*" and "%s+".
@@ -36,19 +38,26 @@ class StringComponent : public FormatComponent {
   /// In bytes; 0 when none is given.
   int getWidth() const { return width; }
 
-  int get_steps() const { return steps; }
-  void set_steps(int n) { steps = n; }
+  int get_steps() const { return sharedField_ < 0 ? steps_ : shared_steps[sharedField_]; }
+  void set_steps(int n) { steps() = n; }
 
  protected:
-  explicit StringComponent(const char* text);
+  /// The fields that exist once in the process.
+  enum SharedField { kNotShared = -1, kPlainField, kStarField, kPlusField, kTimeField, kSharedFields };
+
+  explicit StringComponent(const char* text, SharedField shared = kNotShared);
+
+  int& steps() { return sharedField_ < 0 ? steps_ : shared_steps[sharedField_]; }
 
   /// Matches as a plain field does and moves the cursor, but leaves it to the caller to keep what was captured (valid
   /// as long as the message). Nothing captured means that the match failed.
   std::string_view capture(SysLogMsg& msg, const ConstComponent* next);
 
-  int steps = 0;
-
  private:
+  static thread_local constinit int shared_steps[kSharedFields];
+
+  const SharedField sharedField_;
+  int steps_ = 0;  ///< Of a field that is not shared.
   int width;
   const bool endsAtFirst_;  ///< Ends at the first occurrence of its bound, as fields with a modifier do.
 };

@@ -1,23 +1,21 @@
 #include "src/adapters/logfile/common/SysLogDriver.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
 #include "src/adapters/logfile/common/diagnostics.h"
 
+namespace {
+
+/// The site of this module's report.
+constexpr int kOutputSite = 13;
+
+}  // namespace
+
 SysLogDriver::SysLogDriver(const char* fmtfile) : LogDriver(fmtfile, nullptr, 1) {
   if (write_cds(nullptr)) return;
-  ZORAD_Error(quillon::kDriverLevel, "src/adapters/logfile/common/SysLogDriver", __LINE__, 1, -1,
+  ZORAD_Error(quillon::kDriverLevel, "src/adapters/logfile/common/SysLogDriver", kOutputSite, 1, -1,
               "cannot write standard output: %s", std::strerror(errno));
   std::exit(EXIT_FAILURE);
-}
-
-SysLogDriver::~SysLogDriver() {
-  poller.reset();
-  for (int descriptor : {sources[0], sources[1], sources[2], sources[3], lock}) {
-    if (descriptor >= 0) ::close(descriptor);
-  }
 }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/descriptor.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 
 namespace quillon {
@@ -26,7 +27,6 @@ class SysLogDriver : public LogDriver {
   /// Compiles `fmtfile` and writes the class definitions to standard output. Ends the process with status 1 when the
   /// file cannot be read or the definitions cannot be written.
   explicit SysLogDriver(const char* fmtfile);
-  ~SysLogDriver() override;
 
  private:
   /// Text of a source on its way into lines.
@@ -36,13 +36,14 @@ class SysLogDriver : public LogDriver {
     char* write = text.data();  ///< Where the next byte goes.
   };
 
-  // The state of a live source; a compiler has none.
+  // The state of a live source, as those who derive from this class have always found it laid out. A compiler has none,
+  // and the sources of the adapter keep theirs elsewhere.
   LineBuffer lines[2];
   std::unique_ptr<quillon::LogPoller> poller;
   [[maybe_unused]] int polls = 0;
-  int sources[4] = {-1, -1, -1, -1};  ///< Descriptors, -1 when not open.
-  int lock = -1;                      ///< Descriptor, -1 when not open.
-  std::string pipe;                   ///< Path.
+  quillon::Descriptor sources[4];
+  quillon::Descriptor lock;
+  std::string pipe;  ///< Path.
 };
 
 #endif  // QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_SYSLOGDRIVER_H_

@@ -9,6 +9,7 @@ SysLogMsg::SysLogMsg(const char* text)
 }
 
 int SysLogMsg::reset() {
+  forgetFound();
   cursor = start();
   const int skipped = whitesp();
   cursor += skipped;

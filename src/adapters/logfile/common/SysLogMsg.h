@@ -5,10 +5,13 @@
 
 #include "foundation/characters.h"
 #include "foundation/strobj.h"
+#include "src/adapters/logfile/common/ConstComponent.h"
 
 /// A log message under match: its text and a cursor that the components of a format move forward. All lengths and
 /// offsets are bytes. White space is blank, tab, vertical tab, form feed, carriage return and, only in a message from
 /// an event log, newline. A byte of 0x80 or above never is, so that no multibyte character is split.
+///
+/// Threads: one at a time, constant members too: they remember what they found.
 class SysLogMsg : public qlStrobj {
  public:
   /// Copies `text`; null counts as empty. The cursor stands behind leading white space.
@@ -16,6 +19,12 @@ class SysLogMsg : public qlStrobj {
 
   /// Puts the cursor behind leading white space and returns how much of that there is.
   int reset();
+
+  /// What a search for the occurrence `n` of a constant can go on from. The first ones have a memory of their own: a
+  /// star field looks for them.
+  quillon::FoundText& latestFound(int n) { return found_[n < 0 ? 0 : 1]; }
+  /// Begins anew with that, because a format begins.
+  void forgetFound() { found_[0].word = found_[1].word = {}; }
 
   /// Puts the cursor `to` bytes behind the start of the text.
   void seek(int to) { cursor = start() + to; }
@@ -69,6 +78,7 @@ class SysLogMsg : public qlStrobj {
   const char* contentEnd_;                   ///< Behind the last character that is not white space.
   mutable const char* wordStart_ = nullptr;  ///< From here to wordEnd_ there is no end of a word: the last one found.
   mutable const char* wordEnd_ = nullptr;
+  quillon::FoundText found_[2];
 };
 
 #endif  // QUILLON_SRC_ADAPTERS_LOGFILE_COMMON_SYSLOGMSG_H_

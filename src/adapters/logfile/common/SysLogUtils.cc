@@ -9,9 +9,11 @@ qlList<hostinfo*>* SysLogUtils::hosts = nullptr;
 qlStrobj* SysLogUtils::unresolved = nullptr;
 
 void SysLogUtils::init() {
-  if (hosts) return;
-  hosts = new qlList<hostinfo*>;
-  unresolved = new qlStrobj("???");
+  [[maybe_unused]] static const bool once = [] {
+    hosts = new qlList<hostinfo*>;
+    unresolved = new qlStrobj(qlStrobj::permanent("???"));
+    return true;
+  }();
 }
 
 const char* SysLogUtils::IPaddr(const char* host) {

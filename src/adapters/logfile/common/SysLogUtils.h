@@ -11,6 +11,8 @@ struct hostinfo {
 };
 
 /// Helpers for the text of messages. What they remember lives as long as the process.
+///
+/// Threads: init() in any, the rest in one.
 class SysLogUtils {
  public:
   /// Makes the empty list of hosts. Called by every format driver; only the first call has an effect.

@@ -2,7 +2,6 @@
 
 #include <string_view>
 
-#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/ConstComponent.h"
 #include "src/adapters/logfile/common/SysLogMsg.h"
 
@@ -12,8 +11,8 @@ TimeComponent* shared_time = nullptr;
 
 void TimeComponent::init() {
   if (shared_time) return;
-  shared_time = new TimeComponent("%t");
-  quillon::retain(shared_time);
+  shared_time = new TimeComponent("%t", kTimeField);
+  share(shared_time);
 }
 
 TimeComponent* TimeComponent::create(const char* token) {

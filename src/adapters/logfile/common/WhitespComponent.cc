@@ -1,6 +1,5 @@
 #include "src/adapters/logfile/common/WhitespComponent.h"
 
-#include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/SysLogMsg.h"
 
 namespace {
@@ -10,7 +9,7 @@ WhitespComponent* shared_blank = nullptr;
 void WhitespComponent::init() {
   if (shared_blank) return;
   shared_blank = new WhitespComponent(" ");
-  quillon::retain(shared_blank);
+  share(shared_blank);
 }
 
 WhitespComponent* WhitespComponent::create(const char* /*token*/) { return shared_blank; }

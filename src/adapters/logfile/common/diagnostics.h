@@ -9,6 +9,8 @@
 /// Writes the formatted message and a newline to standard error, if standard output or standard error is a terminal
 /// or `reporting_always` is set. Otherwise nothing is printed: a run from a script speaks through its exit status.
 /// Always returns 0.
+///
+/// Threads: the reporters may be called by any; the hooks and `reporting_always` are set before there are several.
 [[gnu::format(printf, 6, 7)]] int ZORAD_Error(int level, const char* srcfile, int srcline, int code1, int code2,
                                               const char* fmt, ...);
 [[gnu::format(printf, 6, 0)]] int ZORAD_Error_va(int level, const char* srcfile, int srcline, int code1, int code2,
@@ -26,8 +28,8 @@ using ParseReporter
 [[gnu::format(printf, 6, 7)]] extern Reporter* pefcn;       ///< Errors elsewhere.
 [[gnu::format(printf, 6, 7)]] extern Reporter* ptfcn;       ///< Traces elsewhere.
 
-/// Set by a program that wants its reports on standard error even when nobody watches a terminal; read by
-/// ZORAD_Error(). Off unless set.
+/// Set by a program that wants its reports on standard error even when nobody watches a terminal, with control
+/// characters made visible; read by ZORAD_Error(). Off unless set.
 extern bool reporting_always;
 
 namespace quillon {
@@ -40,6 +42,11 @@ inline constexpr int kFailsRead = 2;     ///< The format file counts as unreadab
 inline constexpr int kReaderLevel = 2;
 inline constexpr int kModelLevel = 6;
 inline constexpr int kDriverLevel = 7;
+
+/// The first of the two codes that reports carry.
+inline constexpr int kErrorCode = 1;
+inline constexpr int kModelCode = 3;
+inline constexpr int kWarningCode = 5;
 
 /// Makes exhausted memory a report and exit status 1 instead of an exception. For programs, before anything else.
 void exitWhenMemoryIsExhausted();

@@ -3,30 +3,22 @@
 #include <cstdarg>
 #include <string>
 
-#include "foundation/characters.h"
-#include "foundation/refcnt.h"
-#include "src/adapters/logfile/common/FormatSpec.h"
-#include "src/adapters/logfile/common/LogDriver.h"
-#include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/common/Reading.h"
 #include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig_parser.h"
+#include "src/adapters/logfile/common/shared_text.h"
 
 const char* parsing = nullptr;
 int linenum = 0;
 int offset = 0;
 LogDriver* driver = nullptr;
 bool comments_must_close = false;
+std::FILE* eConfig_yyin = nullptr;
+char* eConfig_yytext = nullptr;
 
 namespace {
 
-constexpr const char* kModule = "src/adapters/logfile/common/eConfig";
-
 int status = 0;  ///< 1 since a report that fails reads; never 0 again.
-
-/// The block that is being read.
-FormatSpec* current_format = nullptr;
-/// The PRINTF that is being read or was last. Held here, because a syntax error can keep it out of its format.
-quillon::Ref<MsgMapEntry> current_print;
 
 /// How a report about a format file goes on. The texts take the line number and the file name.
 struct Position {
@@ -35,9 +27,11 @@ struct Position {
   const char* inFile;
 };
 
-constexpr Position kErrorPosition = {1, "parsing error at line %d of file: %s", "parsing error in file: %s"};
+constexpr Position kErrorPosition = {quillon::kErrorCode, "parsing error at line %d of file: %s",
+                                     "parsing error in file: %s"};
 // The position of a warning names no file. Those who watch terminals know it that way.
-constexpr Position kWarningPosition = {5, "parsing warning at line %d of file: ", "parsing warning in file: %s"};
+constexpr Position kWarningPosition = {quillon::kWarningCode,
+                                       "parsing warning at line %d of file: ", "parsing warning in file: %s"};
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the two formats above
@@ -53,19 +47,13 @@ int report(const Position& position, int flags, int level, const char* srcfile, 
 }
 #pragma GCC diagnostic pop
 
-bool isVar(const char* text) {
-  if (*text != '$') return false;
-  do ++text;
-  while (quillon::isDigit(*text));
-  return *text == '\0';
-}
-
 }  // namespace
 
 int ReadFmt(const char* path, LogDriver* target) {
+  const quillon::ReportScope throughHooks(nullptr);
   std::FILE* const file = std::fopen(path, "r");
   if (!file) {
-    cefcn(0, quillon::kReaderLevel, kModule, 241, "cannot open %s\n", path);
+    quillon::report(quillon::kCannotOpenSite, {}, "cannot open %s\n", path);
     return 1;
   }
   static std::string present;  // reports quote the path also after the caller's text is gone
@@ -73,12 +61,17 @@ int ReadFmt(const char* path, LogDriver* target) {
   parsing = present.c_str();
   driver = target;
   linenum = 1;
+  const quillon::SharedTexts texts;
   eConfig_start(file);
   const int result = eConfig_yyparse();
   std::fclose(file);
-  current_format = nullptr;
-  current_print = {};
+  quillon::establishedReading().finish();
   return result != 0 || status != 0;
+}
+
+void eConfig_start(std::FILE* file) {
+  eConfig_yyin = file;
+  quillon::establishedReading().start();
 }
 
 int parse_error(int flags, int level, const char* srcfile, int srcline, const char* fmt, ...) {
@@ -98,47 +91,13 @@ int parse_warning(int flags, int level, const char* srcfile, int srcline, const 
 }
 
 int eConfig_yyerror(const char* msg) {
-  return cefcn(quillon::kWithPosition | quillon::kFailsRead, quillon::kReaderLevel, kModule, 215, "around %s: %s\n",
-               eConfig_yytext, msg);
+  constexpr quillon::ReportSite site = quillon::kSyntaxErrorSite;
+  cefcn(site.flags, site.level, site.module, site.number, "around %s: %s\n", eConfig_yytext, msg);
+  return 0;
 }
 
-namespace quillon {
-
-FormatSpec* findParent(const char* name) {
-  FormatSpec* const parent = driver->getFormatSpec(name);
-  if (!parent) {
-    char message[150];
-    std::snprintf(message, sizeof message, "%.100s is not defined", name);
-    eConfig_yyerror(message);
-  }
-  return parent;
+quillon::Reading& quillon::establishedReading() {
+  static Reading& reading =
+      *new Reading({eConfig_yyin, parsing, linenum, ::offset, ::driver, comments_must_close}, nullptr);
+  return reading;
 }
-
-void beginFormat(const char* name) {
-  current_format = new FormatSpec(name);
-  driver->addFormatSpec(current_format);
-}
-
-void addComponent(const char* text) { current_format->addFormat(text); }
-
-void endFormatString(FormatSpec* parent) { current_format->addFollows(parent)->addLookahead(); }
-
-MsgMapEntry* makeSlot(const char* name, long kind, const char* value) {
-  return MsgMapEntry::create(current_format, name, kind)->addRule(value, current_format);
-}
-
-MsgMapEntry* makeWordSlot(const char* name, const char* value) {
-  return makeSlot(name, isVar(value) ? varMap : constMap, value);
-}
-
-void beginPrint(const char* name) {
-  current_print = Ref<MsgMapEntry>(MsgMapEntry::create(current_format, name, printMap));
-}
-
-void addPrintPart(const char* text) { current_print->addRule(text, current_format); }
-
-MsgMapEntry* endPrint() { return current_print.get(); }
-
-void addSlot(MsgMapEntry* entry) { current_format->addSlot(entry); }
-
-}  // namespace quillon

@@ -3,7 +3,10 @@
 
 class LogDriver;
 
-/// Reading format files. The state below belongs to the one read that can go on at a time.
+/// Reading format files the established way: the state below belongs to the one read that can go on at a time, and a
+/// failed one fails all that follow. A program that reads twice, or wants reports as values, uses FormatReader.h.
+///
+/// Threads: one in the process.
 
 extern const char* parsing;  ///< Path of the file. ReadFmt() sets it, reports quote it; null before the first read.
 extern int linenum;        ///< Current line of the file. ReadFmt() sets it to 1, the scanner counts, reports quote it.

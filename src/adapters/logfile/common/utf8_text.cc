@@ -1,17 +1,38 @@
 #include "src/adapters/logfile/common/utf8_text.h"
 
+#include <langinfo.h>
+
 #include <climits>
 
 namespace quillon {
 
+namespace {
+
+bool held = false;
+
+/// The codeset that NXL_CODESET names, if the locale is C, which has none.
+nxl_cs* inPlaceOfC() {
+  const char* const name = std::getenv("NXL_CODESET");
+  const bool isC = std::string_view(nl_langinfo(CODESET)) == "ANSI_X3.4-1968";
+  return isC && name && *name ? nxl_cs_new(name) : nullptr;
+}
+
+nxl_cs* chooseCodeset() {
+  char name[32];
+  nxl_os_cs_name(name, sizeof name);
+  nxl_cs* chosen = held ? inPlaceOfC() : nullptr;
+  if (!chosen) chosen = nxl_cs_new(name);
+  return chosen || !held ? chosen : nxl_get_def_cs();
+}
+
+}  // namespace
+
 nxl_cs* platformCodeset() {
-  static nxl_cs* const platform = [] {
-    char name[32];
-    nxl_os_cs_name(name, sizeof name);
-    return nxl_cs_new(name);
-  }();
+  static nxl_cs* const platform = chooseCodeset();
   return platform;
 }
+
+void holdCodeset() { held = true; }
 
 bool isUtf8(const nxl_cs* cs) {
   if (!cs) cs = nxl_get_def_cs();

@@ -8,11 +8,22 @@
 
 #include "codeset/codeset.h"
 
+/// Text between the platform's codeset and UTF-8.
+///
+/// Threads: any number of them convert; holdCodeset() comes before them.
 namespace quillon {
 
-/// The codeset of the platform's locale; null, which conversions take for the default codeset, when no table for it
-/// can be found. Chosen at the first call and kept for ever.
+/// The codeset that format files and messages are in. Chosen at the first call and kept for ever: that of the
+/// platform's locale; null, which conversions take for the default codeset, when no table for it can be found.
+///
+/// With null the first message of a process is converted from the codeset that NXL_CODESET names and the second is not
+/// converted: FormatSpec::toUtf8() makes UTF-8 the default once it has run. Programs hold the codeset instead.
 nxl_cs* platformCodeset();
+
+/// For programs, before anything is read: platformCodeset() is never null, so that all messages are converted alike. In
+/// the C locale, which has no codeset of its own, and where no table for the locale's can be found, NXL_CODESET says
+/// what it is.
+void holdCodeset();
 
 /// True when text of the codeset `cs`, the default one when null, is UTF-8 already or passes for it: converting it
 /// changes nothing.

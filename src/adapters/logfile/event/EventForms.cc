@@ -1,39 +1,52 @@
 #include "src/adapters/logfile/event/EventForms.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
+#include <new>
 #include <set>
-#include <unordered_set>
 #include <utility>
 
 #include "foundation/utf8.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 #include "src/adapters/logfile/event/EventWriter.h"
 #include "src/adapters/logfile/event/json_text.h"
 
 namespace quillon {
 namespace {
 
+constexpr std::size_t kSample = 200;
+
+/// `text`, of the format file, in UTF-8. The language of the file is ASCII: what is ASCII alone stays as it is.
+std::string utf8(std::string_view text) {
+  nxl_cs* const codeset = platformCodeset();
+  const bool isAscii = std::none_of(text.begin(), text.end(), [](char c) { return c < 0; });
+  if (isAscii || isUtf8(codeset)) return std::string(text);
+  const std::string source(text);
+  const ConvertedText converted(nxl_to_utf8, codeset, source);
+  if (!converted.text()) throw std::bad_alloc();
+  return converted.text();
+}
+
 /// The names of the slots of `format` as an object has them: UTF-8, and each only once.
 std::vector<std::string> objectKeys(const FormatSpec& format) {
-  std::vector<std::string> keys;
+  std::vector<std::string> names;
   std::set<std::string> taken;
   std::string room;
   for (const MsgMapEntry* entry : format.getMaps()) {
-    const std::string_view name = entry->getName().view();
-    keys.emplace_back(repairUtf8(name, room));
-    if (keys.back() == name) taken.insert(keys.back());
+    names.push_back(utf8(entry->getName().view()));
+    if (repairUtf8(names.back(), room) == names.back()) taken.insert(names.back());
   }
-  std::size_t i = 0;
-  for (const MsgMapEntry* entry : format.getMaps()) {
-    std::string& key = keys[i++];
-    if (key == entry->getName().view()) continue;  // names of a format differ
-    const std::string repaired = key;
-    for (int n = 2; !taken.insert(key).second; ++n) key = repaired + "#" + std::to_string(n);
+  for (std::string& name : names) {
+    const std::string repaired(repairUtf8(name, room));
+    if (repaired == name) continue;  // names of a format differ
+    name = repaired;
+    for (int n = 2; !taken.insert(name).second; ++n) name = repaired + "#" + std::to_string(n);
   }
-  return keys;
+  return names;
 }
 
 }  // namespace
@@ -41,7 +54,7 @@ std::vector<std::string> objectKeys(const FormatSpec& format) {
 /// Takes the formats apart, one after the other.
 class EventForms::Builder {
  public:
-  explicit Builder(EventForms& forms) : forms_(forms), texts_(1000, TextHash{&forms}, SameText{&forms}) {}
+  explicit Builder(EventForms& forms) : forms_(forms) {}
 
   void add(FormatSpec& format, std::size_t id) {
     mark();
@@ -49,31 +62,21 @@ class EventForms::Builder {
     if (!text_.empty()) endPiece(kNothing);
   }
 
+  /// Makes room for `formats` like the first kSample. Growing piece by piece would cost twice the memory at its end,
+  /// while room that is not used costs none.
+  void reserve(std::size_t formats) {
+    const std::size_t share = 3 * formats / kSample / 2;
+    forms_.texts_.reserve(share * forms_.texts_.size());
+    forms_.pieces_.reserve(share * forms_.pieces_.size());
+    forms_.formats_.reserve(formats + 1);
+  }
+
   void finish() {
     mark();
     forms_.texts_.append(EventWriter::kStride, '\0');
-    forms_.texts_.shrink_to_fit();
-    forms_.pieces_.shrink_to_fit();
   }
 
  private:
-  struct Text {
-    std::uint32_t place;
-    std::uint16_t size;
-  };
-  struct TextHash {
-    const EventForms* forms;
-    std::size_t operator()(const Text& text) const {
-      return std::hash<std::string_view>()(forms->view(text.place, text.size));
-    }
-  };
-  struct SameText {
-    const EventForms* forms;
-    bool operator()(const Text& a, const Text& b) const {
-      return forms->view(a.place, a.size) == forms->view(b.place, b.size);
-    }
-  };
-
   /// The next format begins here.
   void mark() { forms_.formats_.push_back({static_cast<std::uint32_t>(forms_.pieces_.size()), 0, 0}); }
 
@@ -89,7 +92,7 @@ class EventForms::Builder {
 
   void addObject(FormatSpec& format, std::size_t id) {
     text_ += "{\"class\":\"";
-    appendJson(text_, format.getName().view());
+    appendJson(text_, utf8(format.getName().view()));
     text_ += "\",\"event_id\":" + std::to_string(id) + ",\"slots\":{";
     const std::vector<std::string> keys = objectKeys(format);
     std::size_t i = 0;
@@ -122,7 +125,8 @@ class EventForms::Builder {
   void print(const PrintMapEntry& entry, FormatSpec& format) {
     auto argument = entry.parts().begin();
     if (argument == entry.parts().end()) return;
-    std::string_view text = (*argument)->view();
+    const std::string quoted = utf8((*argument)->view());
+    std::string_view text = quoted;
     text = text.size() < 2 ? "" : text.substr(1, text.size() - 2);
     std::size_t at = 0;
     while (++argument != entry.parts().end() && (at = text.find("%s", at)) != std::string_view::npos) {
@@ -149,7 +153,7 @@ class EventForms::Builder {
     } else if (entry.kind() == filenameMap) {
       value(kFileName);
     } else {
-      constant_ += entry.svalue(&format).view();
+      constant_ += utf8(entry.svalue(&format).view());
     }
   }
 
@@ -160,6 +164,7 @@ class EventForms::Builder {
 
   /// Constants are escaped as a whole: a character may be in two of them.
   void endConstant() {
+    if (constant_.empty()) return;
     forms_.form_ == EventForm::kJson ? appendJson(text_, constant_) : void(text_ += constant_);
     constant_.clear();
   }
@@ -175,17 +180,18 @@ class EventForms::Builder {
   }
 
   void addPiece(std::string_view text, std::uint8_t value) {
-    const auto place = static_cast<std::uint32_t>(forms_.texts_.size());
-    forms_.texts_ += text;
-    const auto [known, isNew] = texts_.insert({place, static_cast<std::uint16_t>(text.size())});
-    if (!isNew) forms_.texts_.resize(place);
-    forms_.pieces_.push_back({known->place, known->size, value});
+    Piece& known = known_[std::hash<std::string_view>()(text) % known_.size()];
+    if (forms_.view(known.text, known.size) != text) {
+      known = {static_cast<std::uint32_t>(forms_.texts_.size()), static_cast<std::uint16_t>(text.size()), kNothing};
+      forms_.texts_ += text;
+    }
+    forms_.pieces_.push_back({known.text, known.size, value});
   }
 
   EventForms& forms_;
-  std::unordered_set<Text, TextHash, SameText> texts_;
-  std::string text_;      ///< Of the next piece,
-  std::string constant_;  ///< and behind it what must still be escaped.
+  std::array<Piece, 1024> known_{};  ///< Texts that came lately: most come again in other formats.
+  std::string text_;                 ///< Of the next piece,
+  std::string constant_;             ///< and behind it what must still be escaped.
 };
 
 std::shared_ptr<const EventForms> EventForms::make(const LogDriver& driver, EventForm form) {
@@ -194,6 +200,7 @@ std::shared_ptr<const EventForms> EventForms::make(const LogDriver& driver, Even
   std::vector<FormatSpec*> formats;
   for (FormatSpec* format : driver.getFormats()) formats.push_back(format);
   for (std::size_t i = 0; i < formats.size(); ++i) {
+    if (i == kSample) builder.reserve(formats.size());
     builder.add(*formats[i], driver.isInFileOrder() ? i : formats.size() - 1 - i);
   }
   builder.finish();

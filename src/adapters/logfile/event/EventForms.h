@@ -13,7 +13,8 @@ class LogDriver;
 namespace quillon {
 
 enum class EventForm {
-  /// "EVENT ", the class, " `slot=value'" for each slot, " END": what FormatSpec::aevent() gives, byte for byte.
+  /// "EVENT ", the class, " `slot=value'" for each slot, " END": what FormatSpec::aevent() gives, byte for byte; but
+  /// where the platform's codeset is not UTF-8, constants are converted to it as values are.
   kText,
   /// An object: the class, the index of the block in its file, the slots in their order, and the variables. Bytes that
   /// are not UTF-8 become U+FFFD. Slots whose names would be equal for that reason are told apart by "#2" and so on.
@@ -57,7 +58,7 @@ class EventForms {
   std::string_view view(std::uint32_t text, std::size_t size) const { return {texts_.data() + text, size}; }
 
   const EventForm form_;
-  std::string texts_;  ///< Equal texts share one place. EventWriter::kStride bytes behind the last can be read.
+  std::string texts_;  ///< Most equal texts share a place. EventWriter::kStride bytes behind the last can be read.
   std::vector<Piece> pieces_;
   std::vector<Format> formats_;  ///< In the driver's order, and one that marks the end.
 };

@@ -48,9 +48,11 @@ EventWriter::EventWriter(std::shared_ptr<const EventForms> forms, const EventSou
 }
 
 void EventWriter::setSource(const EventSource& source) {
+  longestSource_ = 0;
   const auto set = [this](EventForms::Value value, std::string_view text) {
     values_[value] = ready(room_[value], text, false, false);
     if (values_[value].data() == text.data()) values_[value] = room_[value] = text;  // a long one is the caller's
+    longestSource_ = std::max(longestSource_, values_[value].size());
   };
   set(EventForms::kDefault, source.defaultText);
   set(EventForms::kLabel, source.label);
@@ -63,14 +65,12 @@ std::size_t EventWriter::begin(std::size_t format, std::span<const std::string_v
 
 std::size_t EventWriter::begin(std::size_t format, std::span<const std::string_view> values, std::string_view text) {
   const bool isPlain = forms_->form() == EventForm::kText || (!text.empty() && isPlainJson(text));
-  std::size_t longest = 0;
+  std::size_t longest = longestSource_;
   const std::size_t count = std::min<std::size_t>(values.size(), EventForms::kDefault - 1);
   for (std::size_t i = 0; i < count; ++i) {
     values_[i + 1] = ready(room_[i + 1], values[i], isPlain, isWithin(text, values[i]));
     longest = std::max(longest, values_[i + 1].size());
   }
-  for (std::size_t i = EventForms::kDefault; i < EventForms::kValues; ++i)
-    longest = std::max(longest, values_[i].size());
   format_ = format;
   const EventForms::Format& form = forms_->formats_[format];
   return form.fixed + form.uses * longest;

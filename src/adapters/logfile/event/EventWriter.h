@@ -56,6 +56,7 @@ class EventWriter {
 
   const std::shared_ptr<const EventForms> forms_;
   std::size_t format_ = 0;
+  std::size_t longestSource_ = 0;                             ///< Bytes of the longest value of the source.
   std::array<std::string_view, EventForms::kValues> values_;  ///< In their form; the first one is no value, and empty.
   std::array<std::string, EventForms::kValues> room_;         ///< For those that had to be changed.
 };

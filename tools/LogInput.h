@@ -1,5 +1,5 @@
-#ifndef QUILLON_TOOLS_QUILLON_MATCH_LOGINPUT_H_
-#define QUILLON_TOOLS_QUILLON_MATCH_LOGINPUT_H_
+#ifndef QUILLON_TOOLS_LOGINPUT_H_
+#define QUILLON_TOOLS_LOGINPUT_H_
 
 #include <atomic>
 #include <cstdint>
@@ -66,4 +66,4 @@ class LogInput {
 
 }  // namespace quillon
 
-#endif  // QUILLON_TOOLS_QUILLON_MATCH_LOGINPUT_H_
+#endif  // QUILLON_TOOLS_LOGINPUT_H_

@@ -1,4 +1,4 @@
-#include "tools/quillon-match/LogInput.h"
+#include "tools/LogInput.h"
 
 #include <fcntl.h>
 #include <unistd.h>
