@@ -145,6 +145,17 @@ TEST(Exactness, OfFormatsWithMoreVariablesThanValues) {
   });
 }
 
+TEST(Exactness, OfMessagesOfAMillionWords) {
+  const FormatList formats = {tokensOf("b %s*"), tokensOf("%s %s*y%ny"), tokensOf("%s %s* z"), tokensOf("a %s*")};
+  Comparison comparison(formats);
+  const std::string words = times(1'100'000, "a ");
+  for (const std::string& end : {std::string("z"), std::string("z\0 a", 4), std::string("y\ny"), std::string()}) {
+    for (const bool eventLog : {false, true}) {
+      EXPECT_TRUE(comparison.agree(words + end, eventLog) && comparison.bound()) << printable(end) << eventLog;
+    }
+  }
+}
+
 TEST(Exactness, OfEventIds) {
   const ScratchDirectory directory;
   writeFile(directory.path() / "f", "FORMAT First\na %s\nEND\nFORMAT Second\nb %s\nEND\nFORMAT Third\nc %s\nEND\n");
