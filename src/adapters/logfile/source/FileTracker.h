@@ -1,0 +1,106 @@
+#ifndef QUILLON_SRC_ADAPTERS_LOGFILE_SOURCE_FILETRACKER_H_
+#define QUILLON_SRC_ADAPTERS_LOGFILE_SOURCE_FILETRACKER_H_
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "src/adapters/logfile/source/DirectoryListings.h"
+#include "src/adapters/logfile/source/DirectoryWatch.h"
+#include "src/adapters/logfile/source/FileSource.h"
+#include "src/adapters/logfile/source/FileTable.h"
+#include "src/adapters/logfile/source/PathScanner.h"
+
+namespace quillon {
+
+/// Finds out what has happened to the files of a source: which are new, have grown, went elsewhere, are others than
+/// they were. What is to be read is put into the table's queue.
+class FileTracker {
+ public:
+  FileTracker(const FileOptions& options, FileTable& table, SourceObserver& observer, SourceCounters& counters);
+
+  int descriptor() const { return watch_.descriptor(); }
+  TimePoint nextPoll() const { return nextPoll_; }
+  /// Takes what the kernel has told and, when it is time, looks at the files.
+  void look(TimePoint now);
+  /// Looks at all files.
+  void lookAtAll(TimePoint now);
+
+  /// The file does not have the text any more that was seen of it: it was truncated or written anew.
+  void overwritten(FollowedFile& file, TimePoint now);
+  /// The file ends at `size`, before text that was known to be there and not read.
+  void shrunk(FollowedFile& file, std::uint64_t size);
+  /// Nothing more is to be read of the file.
+  void letGo(FollowedFile& file);
+  /// The file cannot be read, for the reason in errno.
+  void failed(FollowedFile& file);
+  /// A file that was rotated away and is at its end will get nothing more, as far as one can tell.
+  bool isFinal(const FollowedFile& file, TimePoint now) const;
+
+  /// When the files were last looked at, see fileClock().
+  std::int64_t lookedAt() const { return lookedAt_; }
+
+ private:
+  /// A path to be followed.
+  struct Path {
+    std::uint64_t file = 0;     ///< What is there; 0: nothing.
+    std::uint64_t former = 0;   ///< What was there last.
+    std::int64_t lookedAt = 0;  ///< When.
+  };
+  struct Sighting {
+    std::string path;
+    FileStatus status;
+    bool there = false;
+    std::uint64_t before = 0;  ///< What was at the path.
+  };
+
+  void restore();
+  void poll(TimePoint now, bool all);
+  bool scan(bool all);
+  bool isTurnOf(const FollowedFile& file, bool all) const;
+  bool isCovered(const FollowedFile& file) const;
+
+  void check(const std::vector<std::string>& paths, TimePoint now, bool closely);
+  void checkName(const std::string& path, bool appeared, std::vector<std::string>& paths, TimePoint now);
+  void adopt(const Sighting& sighting, TimePoint now);
+  void beginAtEnd(FollowedFile& file, const FileStatus& status);
+  void bind(const std::string& path, FollowedFile& file);
+  void lookAt(FollowedFile& file, const FileStatus& status, TimePoint now, bool closely);
+  bool isOwnText(FollowedFile& file, TimePoint now);
+  void lookAtAway(FollowedFile& file, TimePoint now, bool closely);
+  void settle(FollowedFile& file, TimePoint now);
+
+  // What rotation does; in FileTracker_rotation.cc.
+  bool continueInCopy(FollowedFile& file, TimePoint now);
+  bool isContinuation(const std::string& path, const FollowedFile& file, FileStatus& status);
+  void adoptGenerations(const std::string& path, Path& entry, TimePoint now);
+  bool isGeneration(const std::string& path, const Path& entry, FileStatus& status);
+  FollowedFile* known(const FileIdentity& identity);
+  void follows(FollowedFile& file, std::uint64_t predecessor);
+  bool findElsewhere(FollowedFile& file, FileStatus& status);
+  void lost(FollowedFile& file, const char* cause);
+  void tellGap(const FollowedFile& file, std::uint64_t from, const char* cause);
+  void rebind(FollowedFile& from, FollowedFile& to);
+  FollowedFile* originalOf(const std::string& path) const;
+
+  const FileOptions options_;
+  FileTable& table_;
+  SourceObserver& observer_;
+  SourceCounters& counters_;
+  DirectoryWatch watch_;
+  PathScanner scanner_;
+  std::unordered_map<std::string, Path> paths_;
+  DirectoryListings listings_;  ///< Of one look.
+  std::uint64_t leaving_ = 0;   ///< A file that has gone elsewhere since the last look, while it is looked at.
+  TimePoint nextPoll_ = TimePoint::min();
+  std::uint64_t polls_ = 0;
+  std::uint64_t lastStream_ = 0;
+  std::int64_t lookedAt_ = 0;
+  bool rescan_ = true;
+  bool toldExhausted_ = false;
+};
+
+}  // namespace quillon
+
+#endif  // QUILLON_SRC_ADAPTERS_LOGFILE_SOURCE_FILETRACKER_H_

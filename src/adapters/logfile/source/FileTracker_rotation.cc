@@ -1,0 +1,229 @@
+// What FileTracker does when a file has gone elsewhere or its text has: finds the rest of it, or tells what is missing.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <tuple>
+#include <utility>
+
+#include "src/adapters/logfile/source/FileTracker.h"
+#include "src/adapters/logfile/source/glob.h"
+
+namespace quillon {
+namespace {
+
+/// A file that was rotated away, read to its end, and quiet for so long before it was deleted, had nothing more to say.
+constexpr std::int64_t kLongQuiet = 60'000'000'000;
+
+Descriptor openFile(const std::string& path) {
+  return Descriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | O_NOFOLLOW));
+}
+
+std::string join(const std::string& directory, const std::string& name) {
+  return (directory == "/" ? "" : directory) + '/' + name;
+}
+
+/// When the file was made, as far as that can be known.
+std::int64_t bornAt(const FileStatus& status) { return status.identity.born ? status.identity.born : status.changed; }
+
+}  // namespace
+
+void FileTracker::overwritten(FollowedFile& file, TimePoint now) {
+  FollowedFile* fresh = nullptr;
+  FileStatus status;
+  // The text that is there now is of interest if it was written while the file was to be followed.
+  if ((!file.isAway() || file.id == leaving_) && file.descriptor && lookAtFile(file.descriptor.get(), status)) {
+    fresh = &table_.add(file.path, file.place, status.identity);
+    fresh->grew = now;
+    fresh->stream = file.stream;
+    if (!file.isAway()) rebind(file, *fresh);
+  }
+  table_.close(file);
+  if (!continueInCopy(file, now)) lost(file, "overwritten");
+  if (!fresh) return;
+  if (const auto entry = paths_.find(fresh->path); entry != paths_.end()) {
+    adoptGenerations(fresh->path, entry->second, now);
+    follows(*fresh, std::exchange(entry->second.former, fresh->id));
+  }
+  lookAt(*fresh, status, now, true);
+  listings_.forget();
+}
+
+/// All paths that lead to `from` lead to `to`, which is followed by one of them.
+void FileTracker::rebind(FollowedFile& from, FollowedFile& to) {
+  for (auto& [path, entry] : paths_) {
+    if (entry.file != from.id) continue;
+    entry.file = to.id;
+    entry.former = from.id;
+    if (to.paths++ == 0) to.path = path;
+    if (--from.paths == 0) break;
+  }
+  table_.touch(from);
+  table_.touch(to);
+}
+
+/// The text of the file is not where it was, or the file is not. Goes on in a copy of it, if there is one.
+bool FileTracker::continueInCopy(FollowedFile& file, TimePoint now) {
+  if (file.isSilent() || file.head.length() == 0) return false;
+  std::string found;
+  FileStatus best;
+  for (const auto& [directory, base] :
+       {std::pair(directoryOf(file.place), nameOf(file.place)), std::pair(directoryOf(file.path), nameOf(file.path))}) {
+    for (const std::string& name : listings_.rotatedNames(directory, base)) {
+      FileStatus status;
+      const std::string path = join(directory, name);
+      if (!isContinuation(path, file, status)) continue;
+      if (!found.empty() && std::tie(status.size, status.modified) <= std::tie(best.size, best.modified)) continue;
+      found = path;
+      best = status;
+    }
+  }
+  if (found.empty()) return false;
+  if (FollowedFile* const copy = known(best.identity)) {
+    rebind(*copy, file);
+    table_.remove(*copy);
+  }
+  table_.setIdentity(file, best.identity);
+  table_.setPlace(file, found);
+  file.size = best.size;
+  file.settled = false;
+  file.unlinked = false;
+  file.grew = now;
+  table_.enqueue(file);
+  return true;
+}
+
+bool FileTracker::isContinuation(const std::string& path, const FollowedFile& file, FileStatus& status) {
+  const Descriptor copy = openFile(path);
+  if (!copy || !lookAtFile(copy.get(), status)) return false;
+  const FollowedFile* const other = known(status.identity);
+  if (other && other->copyOf != file.id) return false;
+  // One that was not written to since then cannot have what was written since then; and a short text is no proof when
+  // the other file was there first.
+  if (status.size < file.seen.offset || status.modified < file.modified) return false;
+  if (!other && file.seen.offset < Fingerprint::kMostBytes && status.identity.born < file.identity.born) return false;
+  std::uint64_t tail = 0;
+  return file.head.matches(copy.get()) &&
+         (file.seen.offset == 0 || (readTailHash(copy.get(), file.seen.offset, tail) && tail == file.seen.tail));
+}
+
+/// Takes up the files that stood at the path and were rotated away since it was last looked at, the oldest first.
+void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoint now) {
+  if (entry.lookedAt == 0) return;
+  const std::string directory = directoryOf(path);
+  std::vector<std::pair<std::string, FileStatus>> found;
+  for (const std::string& name : listings_.rotatedNames(directory, nameOf(path))) {
+    FileStatus status;
+    if (isGeneration(join(directory, name), entry, status)) found.emplace_back(join(directory, name), status);
+  }
+  std::sort(found.begin(), found.end(), [](const auto& one, const auto& other) {
+    return std::pair(bornAt(one.second), one.second.modified) < std::pair(bornAt(other.second), other.second.modified);
+  });
+  for (const auto& [place, status] : found) {
+    const FollowedFile* const former = table_.find(entry.former);
+    FollowedFile& file = table_.add(path, place, status.identity);
+    file.grew = now;
+    file.stream = former ? former->stream : ++lastStream_;
+    follows(file, entry.former);
+    entry.former = file.id;
+    lookAt(file, status, now, true);
+  }
+}
+
+bool FileTracker::isGeneration(const std::string& path, const Path& entry, FileStatus& status) {
+  if (scanner_.matches(path)) return false;  // is followed on its own
+  const Descriptor file = openFile(path);
+  if (!file || !lookAtFile(file.get(), status) || bornAt(status) < entry.lookedAt) return false;
+  if (known(status.identity)) return false;
+  std::array<char, 16> room;
+  const ssize_t count = pread(file.get(), room.data(), room.size(), 0);
+  if (count < 0 || isCompressed({room.data(), static_cast<std::size_t>(count)})) return false;
+  if (count == 0) return true;
+  FollowedFile* const former = table_.find(entry.former);
+  if (former && !former->gone) table_.open(*former);
+  const FollowedFile* const present = table_.find(entry.file);
+  return !(former && isCopyOf(file.get(), status.size, *former)) &&
+         !(present && present->descriptor && isBeginningOf(file.get(), status.size, present->descriptor.get()));
+}
+
+/// `file` is read when the predecessor is at its end.
+void FileTracker::follows(FollowedFile& file, std::uint64_t predecessor) {
+  FollowedFile* const before = table_.find(predecessor);
+  if (!before || before->successor == file.id) return;
+  if (FollowedFile* const other = table_.find(before->successor)) {
+    other->predecessor = 0;
+    table_.enqueue(*other);
+  }
+  before->successor = file.id;
+  file.predecessor = before->id;
+  table_.touch(file);
+}
+
+/// The file that is known by this identity. One that had the same number before is deleted now.
+FollowedFile* FileTracker::known(const FileIdentity& identity) {
+  FollowedFile* const file = table_.findByInode(identity);
+  if (!file || file->identity.mayBe(identity)) return file;
+  lost(*file, "deleted");
+  return nullptr;
+}
+
+/// Looks for a closed file that is not in its place any more, in the directories where it was.
+bool FileTracker::findElsewhere(FollowedFile& file, FileStatus& status) {
+  for (const std::string& directory : {directoryOf(file.place), directoryOf(file.path)}) {
+    const std::string name = listings_.nameOfInode(directory, file.identity.inode);
+    if (name.empty() || !lookAtFile(join(directory, name), status) || !file.identity.mayBe(status.identity)) continue;
+    table_.setPlace(file, join(directory, name));
+    return true;
+  }
+  return false;
+}
+
+/// What is left of the file cannot be read.
+void FileTracker::lost(FollowedFile& file, const char* cause) {
+  const bool ended =
+      file.isRotated() && file.isDrained() && file.modified < lookedAt_ - kLongQuiet && file.successor != 0;
+  if (!file.isSilent() && !ended) tellGap(file, file.read.offset, cause);
+  letGo(file);
+}
+
+void FileTracker::shrunk(FollowedFile& file, std::uint64_t size) {
+  if (file.size > size && !file.isSilent()) tellGap(file, size, "truncated");
+  file.size = size;
+}
+
+/// Everything from there on is missing, and what may have been written behind it.
+void FileTracker::tellGap(const FollowedFile& file, std::uint64_t from, const char* cause) {
+  ++counters_.gaps;
+  observer_.gap({.path = file.path,
+                 .from = from,
+                 .to = std::max({file.size, file.seen.offset, from}),
+                 .open = true,
+                 .cause = cause});
+}
+
+void FileTracker::letGo(FollowedFile& file) {
+  table_.close(file);
+  file.gone = true;
+  table_.touch(file);
+  if (FollowedFile* const next = table_.find(file.successor)) table_.enqueue(*next);
+}
+
+/// The file that one with this name may be a rotated copy of, among those that are followed in the same directory.
+FollowedFile* FileTracker::originalOf(const std::string& path) const {
+  const std::string name = nameOf(path);
+  const std::string directory = path.substr(0, path.size() - name.size());
+  const std::string ending = name.substr(std::min(name.rfind('.'), name.size()));
+  for (std::size_t length = name.size() - 1; length > 0; --length) {
+    for (const std::string& base : {name.substr(0, length), name.substr(0, length) + ending}) {
+      if (!isRotatedName(base, name)) continue;
+      const auto entry = paths_.find(directory + base);
+      FollowedFile* const file = entry == paths_.end() ? nullptr : table_.find(entry->second.file);
+      if (file && !file->isSilent() && file->seen.offset > 0) return file;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace quillon
