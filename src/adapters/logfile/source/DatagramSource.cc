@@ -39,10 +39,8 @@ std::uint32_t overrunIn(msghdr& header, std::uint32_t otherwise) {
 
 }  // namespace
 
-DatagramSource::DatagramSource(const DatagramOptions& options, Descriptor socket, SourceObserver& observer)
+DatagramSource::DatagramSource(const DatagramOptions& options, Descriptor socket)
     : socket_(std::move(socket)),
-      observer_(observer),
-      longest_(options.longest),
       room_(std::min(kMostBytes, options.longest)),
       buffer_(std::make_unique_for_overwrite<char[]>(room_)) {
   const int on = 1;
@@ -52,7 +50,7 @@ DatagramSource::DatagramSource(const DatagramOptions& options, Descriptor socket
   counters_.watching = 1;
 }
 
-std::unique_ptr<DatagramSource> DatagramSource::open(const DatagramOptions& options, SourceObserver& observer,
+std::unique_ptr<DatagramSource> DatagramSource::open(const DatagramOptions& options, SourceObserver& /*observer*/,
                                                      std::string& error) {
   const bool local = isUnixPath(options.address);
   std::unique_ptr<LockFile> lock;
@@ -65,7 +63,7 @@ std::unique_ptr<DatagramSource> DatagramSource::open(const DatagramOptions& opti
   }
   Descriptor socket = local ? openUnixSocket(options, error) : openInternetSocket(options.address, SOCK_DGRAM, error);
   if (!socket) return nullptr;
-  std::unique_ptr<DatagramSource> source(new DatagramSource(options, std::move(socket), observer));
+  std::unique_ptr<DatagramSource> source(new DatagramSource(options, std::move(socket)));
   source->address_ = local ? options.address : boundAddress(source->socket_.get());
   source->lock_ = std::move(lock);
   return source;

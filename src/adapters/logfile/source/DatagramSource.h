@@ -45,15 +45,13 @@ class DatagramSource : public Source {
   const std::string& address() const { return address_; }
 
  private:
-  DatagramSource(const DatagramOptions& options, Descriptor socket, SourceObserver& observer);
+  DatagramSource(const DatagramOptions& options, Descriptor socket);
 
   static Descriptor openUnixSocket(const DatagramOptions& options, std::string& error);
 
   std::unique_ptr<LockFile> lock_;  ///< Null for UDP, and while nothing of the Unix socket is ours.
   Descriptor socket_;
-  SourceObserver& observer_;
   std::string address_;
-  std::size_t longest_;
   std::size_t room_;
   std::unique_ptr<char[]> buffer_;
   std::string sender_;
