@@ -164,6 +164,7 @@ class qlList : public qlNode<T> {
  private:
   static constexpr int kNowhere = -1;  ///< Where the cursor is behind a walk off the end: it is null.
 
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): elements are pointers
   static std::size_t bytes(int room) { return static_cast<std::size_t>(room) * sizeof(T); }
 
   T& at(int position) { return position == 0 ? this->data : more_[position - 1]; }

@@ -121,7 +121,6 @@ void Pool::giveBack(void* block) noexcept {
   std::atomic<Free*>& returned = static_cast<Stock*>(chunkOf(block)->owner)->returned;
   Free* const freed = new (block) Free{returned.load(std::memory_order_relaxed)};
   while (!returned.compare_exchange_weak(freed->next, freed, std::memory_order_release, std::memory_order_relaxed)) {
-    continue;
   }
 }
 

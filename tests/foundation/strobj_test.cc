@@ -119,10 +119,10 @@ TEST(String, OnlyConstantsAreCopiedToBeWrittenTo) {
       {"xbc", [](qlStrobj& s) { *static_cast<char*>(s) = 'x'; }},
       {"c", [](qlStrobj& s) { s.remove(2); }},
   };
+  static const auto& permanent = *new qlStrobj(qlStrobj::permanent("abc"));  // as long as the process
   for (const auto& [expected, write] : writes) {
-    for (const auto& [kind, made] : {std::pair("ordinary", qlStrobj("abc")),
-                                     {"constant", qlStrobj::constant("abc")},
-                                     {"permanent", qlStrobj::permanent("abc")}}) {
+    for (const auto& [kind, made] :
+         {std::pair("ordinary", qlStrobj("abc")), {"constant", qlStrobj::constant("abc")}, {"permanent", permanent}}) {
       const qlStrobj original(made);
       qlStrobj copy(original);
       write(copy);

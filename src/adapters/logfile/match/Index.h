@@ -122,7 +122,7 @@ class Index {
   std::uint64_t possibleRoots(const Words& words) const {
     std::uint64_t roots = byCount_[words.count() < byCount_.size() ? words.count() : byCount_.size() - 1];
     for (const Gate& gate : gates_) {
-      const std::uint32_t i = static_cast<std::uint32_t>(gate.position);
+      const std::uint32_t i = static_cast<std::uint32_t>(std::int32_t{gate.position});
       if (i >= words.count()) {
         roots &= gate.missing;
         continue;
