@@ -92,7 +92,7 @@ std::uint32_t* makeCodes(Write formOfCharacter) {
   constexpr std::uint32_t kPage = 64, kFirstTrail = 0x80;
   std::uint32_t* codes = allocate(kCodeLeads + kPage + 0x10000);
   if (!codes) return nullptr;
-  std::uint32_t* const longer = codes + 0xE0 * 64;
+  std::uint32_t* const longer = codes + std::size_t{0xE0} * 64;
   std::fill(codes, longer, std::uint32_t{kCodeLeads});
   std::fill(longer, codes + kCodeLeads, std::uint32_t{kCodeLeads} - kFirstTrail);
   std::uint32_t used = kCodeLeads + kPage;
@@ -103,7 +103,7 @@ std::uint32_t* makeCodes(Write formOfCharacter) {
     if (!repeated) used += kPage;
     const std::uint32_t begin = used - kPage;
     if (first < 0x80) {
-      for (std::uint32_t c = 0; c < kPage; ++c) std::fill_n(codes + (first + c) * 64, 64, begin + c);
+      for (std::uint32_t c = 0; c < kPage; ++c) std::fill_n(codes + (first + c) * std::size_t{64}, 64, begin + c);
     } else if (first < 0x800) {
       for (std::uint32_t c = 0; c < kPage; ++c) codes[0xC0 * 64 + first + c] = begin + c;
     } else {

@@ -55,7 +55,7 @@ inline const Forms* formsFor(const nxl_cs& cs, NxlKind kind) {
 /// From UTF-8. The first byte and six bits of the second lead to the form of a character of one or two bytes, or to the
 /// forms of 64 longer ones, which the third byte as it is, 80 to BF, counts from. Overlong bytes, surrogates and what
 /// takes four bytes lead to zeros. The bytes that belong to the character must be there, which is not asked here.
-inline constexpr std::size_t kCodeLeads = 256 * 64;
+inline constexpr std::size_t kCodeLeads = std::size_t{256} * 64;
 
 /// The form in the codeset of the character whose UTF-8 is at `p`, where three bytes can be read.
 inline std::uint32_t codeForm(const std::uint32_t* codes, const unsigned char* p) {
@@ -65,7 +65,7 @@ inline std::uint32_t codeForm(const std::uint32_t* codes, const unsigned char* p
 
 /// Towards UTF-8: the forms of all pairs of bytes. A byte that is a character by itself has its form in all of its
 /// pairs.
-inline constexpr std::size_t kPairForms = 256 * 256;
+inline constexpr std::size_t kPairForms = std::size_t{256} * 256;
 inline std::uint32_t pairForm(const std::uint32_t* units, const unsigned char* p) {
   return units[p[0] * std::size_t{256} + p[1]];
 }

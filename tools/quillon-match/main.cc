@@ -1,4 +1,6 @@
 #include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
 #include <optional>
 
 #include "codeset/tables.h"

@@ -161,7 +161,7 @@ Probe IndexBuilder::checkOf(std::uint32_t id, const Ids& leaf) const {
     });
     if (count < most || (count == most && best.part != Probe::Part::kNone)) return;
     most = count;
-    best = facts_.checkOf(*fact, position);
+    best = Facts::checkOf(*fact, position);
   };
   for (int i = std::min<int>(format.frontCount, kFront) - 1; i >= 0; --i) consider(i);
   if (!format.exactCount) {
