@@ -4,11 +4,16 @@
 #include <bit>
 
 namespace quillon {
+namespace {
+
+constexpr char kNewline[1 + kTextPadding] = "\n";  // prints are taken of 16 bytes at a time
+
+}  // namespace
 
 void FixedIndex::add(const Literal& literal, std::uint32_t place) {
   places_.push_back(place);
   for (const Operation* operation = literal.begin(place); operation != literal.end(place); ++operation) {
-    if (operation->kind() == ComponentKind::kNewline) addText("\n", place);
+    if (operation->kind() == ComponentKind::kNewline) addText({kNewline, 1}, place);
     if (operation->kind() == ComponentKind::kConstant) addText(literal.text(*operation), place);
   }
 }
