@@ -6,7 +6,16 @@
 #include <cstring>
 #include <string_view>
 
-#if defined(__SSE2__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if defined(__has_feature)  // the way in which clang tells what GCC tells by __SANITIZE_ADDRESS__ and its kin
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define QUILLON_MATCH_SANITIZED 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define QUILLON_MATCH_SANITIZED 1
+#endif
+
+#if defined(__SSE2__) && !defined(QUILLON_MATCH_SANITIZED)
 #define QUILLON_MATCH_SSE2 1
 #include <emmintrin.h>
 #else
