@@ -148,9 +148,9 @@ bool Facts::answer(const FormatFacts& format, Probe probe, std::uint32_t& print)
   const std::string_view known = probe.part == Probe::Part::kTail ? tail(*fact) : head(*fact);
   const auto size = static_cast<std::uint32_t>(known.size());
   // What is known must be all that is asked for.
-  const bool complete =
-      fact->exact || (probe.part == Probe::Part::kUpTo ? known.find(static_cast<char>(probe.parameter)) != std::string_view::npos
-                                                       : probe.part != Probe::Part::kWhole && size >= probe.parameter);
+  const bool complete = fact->exact || (probe.part == Probe::Part::kUpTo
+                                            ? known.find(static_cast<char>(probe.parameter)) != std::string_view::npos
+                                            : probe.part != Probe::Part::kWhole && size >= probe.parameter);
   if (!complete) return false;
   print = printOfPart(probe, {known.data(), texts_.data() + texts_.size()}, size);
   return true;

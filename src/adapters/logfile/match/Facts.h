@@ -29,7 +29,7 @@ struct WordFact {
 /// space in the format is at least one byte of it between two words, and a plain field stays within its word.
 struct FormatFacts {
   std::uint32_t place;
-  std::uint32_t front;  ///< The first of the facts from the front.
+  std::uint32_t front;   ///< The first of the facts from the front.
   std::uint32_t middle;  ///< The first of the facts between, which are those up to `back`.
   std::uint32_t back;    ///< The first of the facts from the back; the last word comes first.
   std::uint16_t frontCount;

@@ -17,8 +17,8 @@ namespace quillon {
 /// answer of their own are below the child of that answer. Formats that every answer suits are below all children when
 /// they are few, otherwise below `besides`, which is walked as well. So a format that binds the message is reached: at
 /// each node above it, it either has the message's answer or no answer. A leaf is a run of candidates in the order of
-/// trying, each with a check of its own. Formats of which no word has a number, since stars stand around them, are found
-/// by one of their words wherever that is: a node that asks for any word takes all the message's for answers.
+/// trying, each with a check of its own. Formats of which no word has a number, since stars stand around them, are
+/// found by one of their words wherever that is: a node that asks for any word takes all the message's for answers.
 ///
 /// Under many different headers the formats have little to be asked in common. The tree then has many roots, up to 64
 /// of which have a bit each in a few tables by the first or the last byte of a word and by the number of words: whether
@@ -135,15 +135,15 @@ class Index {
     return 1ULL << ((static_cast<unsigned char>(first) + 7 * size) & 63);
   }
 
-  /// The children of such a node are leaves. A word that comes again leads to nothing new.
+  /// A word that comes again leads to nothing new.
   template <class Visit>
   [[gnu::noinline]] void visitByAnyWord(const Node& node, const Words& words, Visit&& visit) const {
     for (std::uint32_t i = 0; i < words.count(); ++i) {
       const Word word = words[i];
       const std::uint32_t size = word.end - word.start;
       if ((node.likely & wordBit(words.text()[word.start], size)) == 0) continue;
-      const Ref leaf = childFor(node, printOf(words.from(word.start), size));
-      if (leaf && !words.has(i, word)) visit(&candidates_[leaf.at()]);
+      const Ref child = childFor(node, printOf(words.from(word.start), size));
+      if (child && !words.has(i, word)) walk(child, words, visit);
     }
   }
 

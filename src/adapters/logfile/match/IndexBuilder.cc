@@ -4,6 +4,7 @@
 #include <cmath>
 #include <iterator>
 #include <map>
+#include <numeric>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -29,9 +30,8 @@ void join(std::vector<std::optional<std::uint32_t>>& answers, const std::vector<
 }  // namespace
 
 Index IndexBuilder::build() {
-  Ids rest(facts_.formats().size());
-  for (std::uint32_t i = 0; i < rest.size(); ++i) rest[i] = i;
-  addRoot(rest);
+  const std::vector<Ids> groups = groupsByHeader();
+  for (std::size_t i = 0; i < groups.size(); ++i) addRoots(groups[i], Index::kMostRoots - (groups.size() - 1 - i));
   makeGates();
   made_.nodes_.shrink_to_fit();
   made_.children_.shrink_to_fit();
@@ -39,15 +39,69 @@ Index IndexBuilder::build() {
   return std::move(made_);
 }
 
-/// Adds roots until all `formats` are below one. Each but the last is a node whose question suits many of them.
-void IndexBuilder::addRoot(const Ids& formats) {
+/// Formats with the same header: the same words at the beginning, as long as many formats have each of them there.
+/// Formats of headers of their own make a group, and so do those that say nothing of any word counted from the front.
+std::vector<IndexBuilder::Ids> IndexBuilder::groupsByHeader() const {
+  constexpr int kLongest = 8;
+  constexpr std::uint32_t kNothing = 0;
+  constexpr std::uint32_t kOwn = 1;
+  const auto formats = static_cast<std::uint32_t>(facts_.formats().size());
+  const std::size_t many = std::max<std::size_t>(formats / 64, 16);
+  const auto keyOf = [this](std::uint32_t id, int position) {
+    const WordFact* const fact = facts_.word(facts_.formats()[id], position);
+    if (!fact || fact->head == 0) return kNothing;
+    return joinPrints(static_cast<std::uint32_t>(2 * position) + (fact->exact ? 1 : 0), facts_.print(*fact));
+  };
+  std::unordered_map<std::uint32_t, std::size_t> users;
+  for (std::uint32_t id = 0; id < formats; ++id) {
+    for (int position = 0; position < kLongest; ++position) ++users[keyOf(id, position)];
+  }
+  std::map<std::uint32_t, Ids> byHeader;
+  for (std::uint32_t id = 0; id < formats; ++id) {
+    std::uint32_t header = kNothing;
+    for (int position = 0; position < kLongest; ++position) {
+      const std::uint32_t key = keyOf(id, position);
+      if (key == kNothing) continue;
+      if (users[key] < many) {
+        if (header == kNothing) header = kOwn;
+        break;
+      }
+      header = joinPrints(header, key);
+    }
+    byHeader[header].push_back(id);
+  }
+  std::vector<Ids> groups;
+  for (const auto& [header, ids] : byHeader) {
+    if (2 * ids.size() < formats) continue;  // most have one header
+    groups.emplace_back(formats);
+    std::iota(groups[0].begin(), groups[0].end(), 0U);
+    return groups;
+  }
+  Ids own = std::move(byHeader[kOwn]);
+  Ids nothing = std::move(byHeader[kNothing]);
+  for (auto& [header, ids] : byHeader) {
+    if (ids.size() >= many && groups.size() < Index::kMostRoots / 2) {
+      groups.push_back(std::move(ids));
+    } else {
+      own.insert(own.end(), ids.begin(), ids.end());
+    }
+  }
+  std::sort(own.begin(), own.end());
+  groups.push_back(std::move(own));
+  groups.push_back(std::move(nothing));
+  return groups;
+}
+
+/// Adds roots until all `formats` are below one, up to `most` roots in all. Each but the last is a node whose question
+/// suits many of them.
+void IndexBuilder::addRoots(const Ids& formats, std::size_t most) {
   Ids rest = formats;
   while (!rest.empty()) {
     Ranked probes = allProbes(sampleOf(rest, kSample));
     std::vector<Probe> asked;
     const Choice choice = choose(rest, probes);
     Ids silent;
-    if (rest.size() <= kLeaf || choice.count == 0 || made_.roots_.size() + 1 == Index::kMostRoots) {
+    if (rest.size() <= kLeaf || choice.count == 0 || made_.roots_.size() + 1 >= most) {
       rootFormats_.push_back(rest);
       made_.roots_.push_back(build(rest, probes, asked));
       break;
@@ -66,7 +120,7 @@ Index::Ref IndexBuilder::build(const Ids& formats, const Ranked& probes, std::ve
   if (formats.size() <= kLeaf) return makeLeaf(formats, asked);
   Ranked ranked = formats.size() > kSmallSample ? allProbes(sampleOf(formats, kSample)) : probes;
   const Choice choice = choose(formats, ranked);
-  if (choice.count == 0) return makeByAnyWord(formats, asked);
+  if (choice.count == 0) return makeByAnyWord(formats, asked, {});
   return makeNode(choice, formats, ranked, asked, nullptr);
 }
 
@@ -89,7 +143,7 @@ Index::Ref IndexBuilder::makeNode(const Choice& choice, const Ids& formats, cons
   for (std::size_t i = 0; i < answered.size(); ++i) classes += i == 0 || answered[i].print != answered[i - 1].print;
 
   const bool few = silent.size() <= kFewSilent;
-  if (classes < 2 && few) return makeByAnyWord(formats, asked);  // the sample was misleading
+  if (classes < 2 && few) return makeByAnyWord(formats, asked, {});  // the sample was misleading
 
   const auto at = static_cast<std::uint32_t>(made_.nodes_.size());
   made_.nodes_.emplace_back();
@@ -119,36 +173,49 @@ Index::Ref IndexBuilder::makeNode(const Choice& choice, const Ids& formats, cons
   return Index::Ref::node(at);
 }
 
-/// For formats about which there is nothing more to ask but the words between their stars. Each format stands below the
-/// one of these that the fewest others have, since a message may have them all.
-Index::Ref IndexBuilder::makeByAnyWord(const Ids& formats, const std::vector<Probe>& asked) {
-  const auto wordsOf = [this](std::uint32_t id) { return facts_.wordsBetween(facts_.formats()[id]); };
-  std::unordered_map<std::uint32_t, std::size_t> users;
-  if (formats.size() > kLeaf) {
-    for (const std::uint32_t id : formats) {
-      for (const WordFact& word : wordsOf(id)) ++users[facts_.print(word)];
+/// For formats about which there is nothing more to ask but the words between their stars, wherever these are. `had`
+/// are the prints of those that all of them have and that were asked for before.
+///
+/// A word that most of them have comes first, since it keeps the messages away that none of them binds. Others stand
+/// below the one of their words that the fewest have, since a message may have them all.
+Index::Ref IndexBuilder::makeByAnyWord(const Ids& formats, const std::vector<Probe>& asked, const Prints& had) {
+  if (formats.size() <= kLeaf) return makeLeaf(formats, asked);
+  std::map<std::uint32_t, std::size_t> users;
+  const auto forWords = [&](std::uint32_t id, const auto& visit) {
+    for (const WordFact& word : facts_.wordsBetween(facts_.formats()[id])) {
+      const std::uint32_t print = facts_.print(word);
+      if (std::find(had.begin(), had.end(), print) == had.end()) visit(print, word);
     }
+  };
+  for (const std::uint32_t id : formats) {
+    forWords(id, [&users](std::uint32_t print, const WordFact&) { ++users[print]; });
   }
-  if (users.size() < 2) return makeLeaf(formats, asked);
+  if (users.empty()) return makeLeaf(formats, asked);
 
   std::map<std::uint32_t, Ids> below;
   Ids silent;
   Index::Node node{};
   for (const std::uint32_t id : formats) {
-    const auto words = wordsOf(id);
-    const auto rarest = std::min_element(words.begin(), words.end(), [&](const WordFact& one, const WordFact& other) {
-      return users[facts_.print(one)] < users[facts_.print(other)];
+    const auto rank = [&](std::uint32_t print) { return 2 * users[print] > formats.size() ? 0 : users[print]; };
+    const WordFact* chosen = nullptr;
+    std::uint32_t answer = 0;
+    forWords(id, [&](std::uint32_t print, const WordFact& word) {
+      if (!chosen || rank(print) < rank(answer)) chosen = &word, answer = print;
     });
-    if (rarest == words.end()) {
-      silent.push_back(id);
+    if (chosen) {
+      below[answer].push_back(id);
+      node.likely |= Index::wordBit(facts_.head(*chosen).front(), chosen->head);
     } else {
-      below[facts_.print(*rarest)].push_back(id);
-      node.likely |= Index::wordBit(facts_.head(*rarest).front(), rarest->head);
+      silent.push_back(id);
     }
   }
   node.probes[0].part = Probe::Part::kAny;
   addChildTable(node, below.size());
-  for (const auto& [print, ids] : below) setChild(node, print, makeLeaf(ids, asked));
+  for (const auto& [print, ids] : below) {
+    Prints all = had;
+    all.push_back(print);
+    setChild(node, print, makeByAnyWord(ids, asked, all));
+  }
   if (!silent.empty()) node.besides = makeLeaf(silent, asked);
   made_.nodes_.push_back(node);
   return Index::Ref::node(static_cast<std::uint32_t>(made_.nodes_.size()) - 1);

@@ -42,14 +42,16 @@ class IndexBuilder {
   static constexpr std::size_t kInherited = 24;
 
   using Ranked = std::vector<Probe>;
+  using Prints = std::vector<std::uint32_t>;
   using Answers = std::vector<std::optional<std::uint32_t>>;  ///< Of the formats of a sample, in its order.
 
-  void addRoot(const Ids& formats);
+  std::vector<Ids> groupsByHeader() const;
+  void addRoots(const Ids& formats, std::size_t most);
   void makeGates();
   Index::Ref build(const Ids& formats, const Ranked& probes, std::vector<Probe>& asked);
   Index::Ref makeNode(const Choice& choice, const Ids& formats, const Ranked& probes, std::vector<Probe>& asked,
                       Ids* silentOut);
-  Index::Ref makeByAnyWord(const Ids& formats, const std::vector<Probe>& asked);
+  Index::Ref makeByAnyWord(const Ids& formats, const std::vector<Probe>& asked, const Prints& had);
   void addChildTable(Index::Node& node, std::size_t children);
   void setChild(const Index::Node& node, std::uint32_t print, Index::Ref child);
   Index::Ref makeLeaf(Ids formats, const std::vector<Probe>& asked);
