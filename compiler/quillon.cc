@@ -1,6 +1,9 @@
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 
+#include "foundation/descriptor.h"
 #include "program/program.h"
 #include "src/adapters/logfile/common/SysLogDriver.h"
 
@@ -9,6 +12,10 @@ int main(int argc, char* argv[]) {
   quillon::prepareProcess();
   if (argc != 2) {
     std::fputs("Usage: quillon <format file>\n", stderr);
+    return EXIT_FAILURE;
+  }
+  if (quillon::areOneFile(STDOUT_FILENO, argv[1])) {  // the class definitions would come behind the blocks
+    if (isatty(STDERR_FILENO)) quillon::complainOfWritten("quillon", argv[1]);
     return EXIT_FAILURE;
   }
   const SysLogDriver driver(argv[1]);
