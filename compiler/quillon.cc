@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "foundation/descriptor.h"
 #include "program/program.h"
 #include "src/adapters/logfile/common/SysLogDriver.h"
 
@@ -14,7 +13,7 @@ int main(int argc, char* argv[]) {
     std::fputs("Usage: quillon <format file>\n", stderr);
     return EXIT_FAILURE;
   }
-  if (quillon::areOneFile(STDOUT_FILENO, argv[1])) {  // the class definitions would come behind the blocks
+  if (quillon::isStandardOutput(argv[1])) {  // the class definitions would come behind the blocks
     if (isatty(STDERR_FILENO)) quillon::complainOfWritten("quillon", argv[1]);
     return EXIT_FAILURE;
   }
