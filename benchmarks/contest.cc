@@ -74,6 +74,7 @@ double median(std::vector<double> values) {
 
 std::map<std::string, Figure> contest(const std::vector<Contestant>& contestants, std::string_view text, int rounds) {
   std::vector<Runner> runners;
+  runners.reserve(contestants.size());
   for (const Contestant& contestant : contestants) runners.push_back(makeRunner(contestant, text));
   for (int round = 0; round < rounds; ++round) {
     for (Runner& runner : runners) runner.nanoseconds.push_back(1e9 * runner.run() / static_cast<double>(runner.lines));

@@ -63,7 +63,7 @@ Workload repeated(const System& system, std::size_t lines) {
 }
 
 /// A contestant that may not be there.
-void enter(std::vector<Contestant>& contestants, const std::string& name, std::shared_ptr<Binder> binder) {
+void enter(std::vector<Contestant>& contestants, const std::string& name, const std::shared_ptr<Binder>& binder) {
   if (binder) contestants.push_back({name, [binder](std::string_view text) { return binder->bindAll(text); }});
 }
 

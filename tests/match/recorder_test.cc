@@ -43,7 +43,7 @@ class Transcript : public Recorder {
   }
 };
 
-std::string transcript(std::vector<const char*> formats, const char* message) {
+std::string transcript(const std::vector<const char*>& formats, const char* message) {
   FormatList list;
   for (const char* format : formats) list.push_back(tokensOf(format));
   const FormatsInDriver driver(list);
