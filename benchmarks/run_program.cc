@@ -19,8 +19,8 @@ constexpr const char* kStarter = "--start-and-measure";
 /// In a new process: never returns.
 [[noreturn]] void execute(char* const* command, int output) {
   dup2(output, STDOUT_FILENO);
+  dup2(output, STDERR_FILENO);  // what it says of the formats, which are not on trial
   execv(command[0], command);
-  std::perror(command[0]);
   _exit(127);
 }
 

@@ -14,8 +14,8 @@ struct Expense {
   double peakBytes = 0;
 };
 
-/// Runs a program with its output to /dev/null and waits for it. It is started by a small process of its own: what a
-/// new process inherits counts into its peak memory. For that `main` must begin with runAsStarter().
+/// Runs a program with its output and its messages to /dev/null and waits for it. It is started by a small process of
+/// its own: what a new process inherits counts into its peak memory. For that `main` must begin with runAsStarter().
 Expense runProgram(const std::vector<std::string>& command);
 
 /// When this process is such a starter: does its work and ends. Otherwise does nothing.

@@ -152,6 +152,13 @@ TEST(Exactness, OfFormatsWithMoreVariablesThanValues) {
   });
 }
 
+TEST(Exactness, OfFormatsOfManyWordsUnderManyHeaders) {
+  FormatList formats = ScaledSet(300, 5).formats();
+  formats.push_back(tokensOf("long" + times(80, " w") + " %s"));
+  Comparison comparison(formats);
+  EXPECT_TRUE(comparison.agree("long" + times(80, " w") + " x", false) && comparison.bound());
+}
+
 TEST(Exactness, OfMessagesOfAMillionWords) {
   const FormatList formats = {tokensOf("b %s*"), tokensOf("%s %s*y%ny"), tokensOf("%s %s* z"), tokensOf("a %s*")};
   Comparison comparison(formats);
