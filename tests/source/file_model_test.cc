@@ -22,15 +22,8 @@ std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
   return text ? std::strtoull(text, nullptr, 10) : otherwise;
 }
 
-/// A directory in memory where there is one: the sequences write a lot and keep nothing.
-fs::path scratchIn(const fs::path& place) {
-  std::string name = (place / "quillon-model-XXXXXX").string();
-  return mkdtemp(name.data()) ? name : "";
-}
-
 TEST(FileModel, EveryLineArrives) {
-  const fs::path memory = scratchIn(fs::exists("/dev/shm") ? "/dev/shm" : testing::TempDir().c_str());
-  const fs::path disk = scratchIn(testing::TempDir());
+  const ScratchDirectory memory(inMemory()), disk;
   const std::uint64_t seconds = numberFrom("QUILLON_SOAK_SECONDS", 0);
   const std::uint64_t first = numberFrom("QUILLON_SEED", 1);
   const std::uint64_t count = numberFrom("QUILLON_SEQUENCES", 2000);
@@ -40,7 +33,7 @@ TEST(FileModel, EveryLineArrives) {
   std::uint64_t seed = first;
   for (; seconds ? std::chrono::steady_clock::now() < until : seed < first + count; ++seed) {
     // On disk the number of a file that was deleted is given to the next one, in memory it is not.
-    const fs::path& directory = seed % 8 == 0 ? disk : memory;
+    const fs::path& directory = (seed % 32 == 0 ? disk : memory).path();
     const char* const steps = std::getenv("QUILLON_STEPS");
     const FileSequence sequence = steps ? FileSequence::parse(steps) : FileSequence::random(seed);
     const FileVerdict verdict = runFileSequence(sequence, directory);
@@ -58,8 +51,6 @@ TEST(FileModel, EveryLineArrives) {
               static_cast<unsigned long long>(seed - first), static_cast<unsigned long long>(lines),
               static_cast<unsigned long long>(excused));
   EXPECT_LT(excused * 2, lines + 1);  // else this has shown little
-  fs::remove_all(memory);
-  fs::remove_all(disk);
 }
 
 // What the model has found before, one a line.
