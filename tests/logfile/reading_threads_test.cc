@@ -1,6 +1,7 @@
 // What two threads may do at the same time. The thread sanitizer has the last word: scripts/test tsan.
 
 #include <barrier>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
@@ -60,6 +61,22 @@ TEST_F(Threads, ReadAndBindWithFormatsOfTheirOwn) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(expected[0], results[0]);
   EXPECT_EQ(expected[1], results[1]);
+}
+
+// What is set up on first use is set up once, and all threads see it whole. Where the locale has no table, that is also
+// the choice of a default codeset, which the first message replaces.
+TEST(FirstUseThreads, FindOneSetUp) {
+  setenv("LC_ALL", "C", 1);
+  setenv("NXLDIR", "/nonexistent", 1);
+  std::string results[3];
+  std::barrier<> together(3);
+  std::vector<std::thread> threads;
+  for (std::string& result : results) {
+    threads.emplace_back([&] { result = work("FORMAT A\n%t %5s %s*\na $2\nEND\n", "x y z 12345 ", 3, together); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const std::string& result : results) EXPECT_EQ(results[0], result);
+  EXPECT_NE(std::string::npos, results[0].find("x y z|12345|; EVENT A `a=12345' END")) << results[0];
 }
 
 constexpr const char* kBlocks =
