@@ -4,7 +4,7 @@
 namespace quillon {
 
 /// Blank, tab, newline, vertical tab, form feed and carriage return, whatever the locale. A byte of 0x80 or above is
-/// never white space, so that no multibyte character is split.
+/// never white space, so that no multibyte character is split. As all that is here, for any thread.
 constexpr bool isWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }

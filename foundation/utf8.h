@@ -13,7 +13,7 @@ struct Utf8Sequence {
   bool wellFormed;     ///< A whole character.
 };
 
-/// The first sequence of `text`, which is not empty.
+/// The first sequence of `text`, which is not empty. Both functions keep nothing; any thread may call them.
 Utf8Sequence firstSequence(std::string_view text);
 
 /// `text` when it is well-formed UTF-8; otherwise `room`, with `text` copied into it and each maximal subpart of an

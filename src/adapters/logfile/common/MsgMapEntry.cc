@@ -12,13 +12,8 @@
 
 namespace {
 
-constexpr quillon::ReportSite kOutOfRangeSite = {quillon::ReportCode::kVariableOutOfRange,
-                                                 quillon::Severity::kError,
-                                                 quillon::ReportSite::Printer::kErrorHook,
-                                                 quillon::kWithPosition | quillon::kFailsRead,
-                                                 quillon::kModelLevel,
-                                                 "src/adapters/logfile/common/MsgMapEntry",
-                                                 250};
+constexpr quillon::ReportSite kOutOfRangeSite = quillon::errorSite(
+    quillon::ReportCode::kVariableOutOfRange, quillon::kModelLevel, "src/adapters/logfile/common/MsgMapEntry", 250);
 
 const qlStrobj& emptyConstant() {
   static const qlStrobj quotes = qlStrobj::permanent("\"\"");
