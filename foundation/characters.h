@@ -1,6 +1,7 @@
 #ifndef QUILLON_FOUNDATION_CHARACTERS_H_
 #define QUILLON_FOUNDATION_CHARACTERS_H_
 
+/// Functions for any thread.
 namespace quillon {
 
 /// Blank, tab, newline, vertical tab, form feed and carriage return, whatever the locale. A byte of 0x80 or above is

@@ -91,8 +91,8 @@ void Pool::cut(Chunk* chunk) noexcept {
   chunk->uncut += static_cast<std::uint32_t>(count * size);
 }
 
-void* Pool::refill(std::size_t index) {
-  if (kFromHeap) return ::operator new(index* kStep);
+void* Pool::refill(std::size_t size) {
+  if (kFromHeap) return ::operator new(size);
   struct Loan {
     Stock* const stock = Stock::acquire();
     ~Loan() { Stock::release(stock); }
@@ -106,10 +106,10 @@ void* Pool::refill(std::size_t index) {
   };
   if (mine_ == &none_) {
     // Objects that end later than the thread's stock borrow one for each block.
-    if (Stock::ended) return Loan().stock->allocate(index);
+    if (Stock::ended) return Loan().stock->allocate(sizeClass(size));
     static thread_local const Span span;
   }
-  return static_cast<Stock*>(mine_)->allocate(index);
+  return static_cast<Stock*>(mine_)->allocate(sizeClass(size));
 }
 
 /// Back to the stock that the block came from, whichever thread that serves now, if any.

@@ -39,26 +39,37 @@ class Number {
   const char* end_;
 };
 
-/// Text on its way to a stream. Keeps it until it goes, so that a class definition is one write.
+/// Text on its way to a stream, in a few large pieces.
 class Output {
  public:
-  explicit Output(FILE* stream) : stream_(stream) { text_.reserve(1000); }
+  explicit Output(FILE* stream) : stream_(stream) {}
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
   ~Output() { flush(); }
 
   void line(std::initializer_list<std::string_view> pieces) {
-    for (std::string_view piece : pieces) text_ += piece;
+    for (std::string_view piece : pieces) put(piece);
   }
 
   void flush() {
-    std::fwrite(text_.data(), 1, text_.size(), stream_);
-    text_.clear();
+    std::fwrite(buffer_, 1, used_, stream_);
+    used_ = 0;
   }
 
  private:
+  void put(std::string_view piece) {
+    if (piece.size() > sizeof buffer_ - used_) flush();
+    if (piece.size() > sizeof buffer_) {
+      std::fwrite(piece.data(), 1, piece.size(), stream_);
+    } else {
+      std::memcpy(buffer_ + used_, piece.data(), piece.size());
+      used_ += piece.size();
+    }
+  }
+
   FILE* stream_;
-  std::string text_;
+  std::size_t used_ = 0;
+  char buffer_[4096];
 };
 
 }  // namespace
@@ -195,9 +206,13 @@ bool MapSpec::writeCds(FILE* stream, int index) {
     if (e->selected()) out.line({"    ", Number(line++).view(), ": ATTR(=,\"", e->getName().view(), "\");\n"});
   }
   if (size_ > 0) out.line({"  MAP\n"});
+  int selectedSoFar = 1;  // the first line selects the event's number
   for (MsgMapEntry* e : maps) {
+    selectedSoFar += e->selected();
     if (!e->mapped()) continue;
-    if (e->kind() == printMap) {
+    if (e->selected()) {
+      out.line({"    ", e->getName().view(), " = $V", Number(selectedSoFar).view(), ";\n"});
+    } else if (e->kind() == printMap) {
       const auto expansion = static_cast<const PrintMapEntry*>(e)->expand(*this);
       if (!expansion) {
         out.flush();  // what stands before it is still written, and before the report
