@@ -6,6 +6,7 @@
 #include <iostream>
 #include <string>
 
+#include "foundation/visible.h"
 #include "program/program.h"
 
 namespace quillon {
@@ -15,7 +16,7 @@ std::optional<int> parseOptions(CLI::App& app, int argc, const char* const* argv
   app.get_option("--help")->description("Print this help and exit");
   app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
     const std::string& name = failed->get_name();
-    return name + ": " + error.what() + "\nTry '" + name + " --help'.\n";
+    return name + ": " + visible(error.what()) + "\nTry '" + name + " --help'.\n";
   });
   try {
     app.parse(argc, argv);

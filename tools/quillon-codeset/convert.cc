@@ -13,6 +13,7 @@
 
 #include "codeset/ebcdic.h"
 #include "foundation/descriptor.h"
+#include "program/program.h"
 #include "tools/quillon-codeset/commands.h"
 #include "tools/quillon-codeset/output_file.h"
 
@@ -213,7 +214,8 @@ class Converter {
 
   void convertDescriptor(int input, const char* name) {
     if (file_ ? areOneFile(input, options_.output.c_str()) : areOneFile(input, STDOUT_FILENO)) {
-      status_ = fail("%s is written to, so it cannot be read: name another output", name);
+      complainOfWritten("quillon-codeset", name);
+      status_ = EXIT_FAILURE;
       return;
     }
     Conversion conversion(from_, to_);

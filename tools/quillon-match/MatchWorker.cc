@@ -5,6 +5,7 @@
 #include <string>
 
 #include "foundation/visible.h"
+#include "tools/quillon-match/options.h"
 
 namespace quillon {
 namespace {
@@ -120,7 +121,7 @@ void MatchWorker::keepPiece() {
 
 /// A message for whose values or event there is no memory.
 void MatchWorker::passOver(std::string_view message) {
-  std::fprintf(stderr, "quillon-match: there is no memory for a message of %zu bytes: it is not bound\n",
+  std::fprintf(stderr, "%s: there is no memory for a message of %zu bytes: it is not bound\n", kMatchProgram,
                message.size());
   keepUnmatched(message);
 }

@@ -20,8 +20,6 @@
 namespace quillon {
 namespace {
 
-constexpr const char* kProgram = "quillon-match";
-
 std::vector<std::string> classes(const LogDriver& driver) {
   std::vector<std::string> names;
   for (const FormatSpec* format : driver.getFormats()) names.emplace_back(format->getName().view());
@@ -46,11 +44,11 @@ bool openUnmatched(const MatchOptions& options, Descriptor& file) {
   if (options.unmatched.empty()) return true;
   file = Descriptor(open(options.unmatched.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
   if (!file) {
-    complain(kProgram, "open", options.unmatched, errno);
+    complain(kMatchProgram, "open", options.unmatched, errno);
   } else if (areOneFile(file.get(), options.formats.c_str())) {
-    complainOfWritten(kProgram, options.formats);
+    complainOfWritten(kMatchProgram, options.formats);
   } else if (areOneFile(file.get(), STDOUT_FILENO)) {
-    std::fprintf(stderr, "%s: %s is standard output, too: name another file\n", kProgram,
+    std::fprintf(stderr, "%s: %s is standard output, too: name another file\n", kMatchProgram,
                  visible(options.unmatched).c_str());
   } else {
     return true;
@@ -66,14 +64,14 @@ std::size_t threads(const MatchOptions& options) {
 /// Says what could not be written. Whoever closes a pipe has seen enough: neither worth a word nor a failure.
 bool allWritten(const Output& output, const std::string& name) {
   if (output.error() == 0 || output.error() == EPIPE) return true;
-  complain(kProgram, "write", name, output.error());
+  complain(kMatchProgram, "write", name, output.error());
   return false;
 }
 
 }  // namespace
 
 int match(const MatchOptions& options) {
-  if (!canRead(kProgram, options.formats.c_str())) return EXIT_FAILURE;
+  if (!canRead(kMatchProgram, options.formats.c_str())) return EXIT_FAILURE;
   LogDriver driver(options.formats.c_str(), nullptr, 1);
   Statistics statistics(classes(driver));
   arrange(driver, options.fileOrder);
@@ -84,7 +82,7 @@ int match(const MatchOptions& options) {
   const auto isWritten = [&](int log) {
     return areOneFile(log, STDOUT_FILENO) || areOneFile(log, unmatchedFile.get());
   };
-  LogInput input({kProgram, options.delimiter(), options.maxMessage, isWritten}, options.logs);
+  LogInput input({kMatchProgram, options.delimiter(), options.maxMessage, isWritten}, options.logs);
   Output events(STDOUT_FILENO);
   Output unmatched(unmatchedFile.get());
   MatchRun run{.input = input,
@@ -102,7 +100,7 @@ int match(const MatchOptions& options) {
 
   statistics.addBytes(input.bytes());
   bool succeeded = !input.failed() && !run.exhausted;
-  if (run.exhausted) std::fprintf(stderr, "%s: out of memory\n", kProgram);
+  if (run.exhausted) std::fprintf(stderr, "%s: out of memory\n", kMatchProgram);
   succeeded = allWritten(events, "standard output") && succeeded;
   succeeded = allWritten(unmatched, options.unmatched) && succeeded;
   if (options.stats) statistics.write(stderr);

@@ -19,7 +19,7 @@ int main(int argc, char* argv[]) {
   comments_must_close = true;
   quillon::MatchOptions options;
   CLI::App app("Binds each message of the logs against a format file and writes a line for each that a block matches.",
-               "quillon-match");
+               quillon::kMatchProgram);
   quillon::describe(app, options);
   if (const std::optional<int> status = quillon::parseOptions(app, argc, argv)) return *status;
   if (options.logs.empty()) options.logs.emplace_back("-");

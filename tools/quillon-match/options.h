@@ -10,6 +10,9 @@
 
 namespace quillon {
 
+/// In whose name messages are.
+inline constexpr const char* kMatchProgram = "quillon-match";
+
 struct MatchOptions {
   std::string formats;
   std::vector<std::string> logs;  ///< "-" is standard input.

@@ -2,6 +2,7 @@
 #define QUILLON_SRC_ADAPTERS_LOGFILE_MATCH_ENGINE_H_
 
 #include "src/adapters/logfile/match/FirstPass.h"
+#include "src/adapters/logfile/match/FixedIndex.h"
 #include "src/adapters/logfile/match/Index.h"
 #include "src/adapters/logfile/match/Literal.h"
 
@@ -11,8 +12,8 @@ namespace quillon {
 struct Engine {
   Literal literal;
   FirstPass firstPass;
-  Index index;                       ///< Of the formats with variables.
-  std::vector<std::uint32_t> fixed;  ///< The places of the formats without variables.
+  Index index;       ///< Of the formats with variables.
+  FixedIndex fixed;  ///< Of those without.
   bool inFileOrder = true;
 };
 

@@ -117,6 +117,23 @@ const WordFact* Facts::word(const FormatFacts& format, int position) const {
   return &words_[format.back + static_cast<unsigned>(-position - 1)];
 }
 
+bool Facts::differ(const WordFact& one, const WordFact& other) const {
+  const std::string_view a = head(one);
+  const std::string_view b = head(other);
+  if (one.exact && other.exact) return a != b;
+  const std::size_t common = std::min(a.size(), b.size());
+  return a.substr(0, common) != b.substr(0, common) || (one.exact && a.size() < b.size()) ||
+         (other.exact && b.size() < a.size());
+}
+
+Probe Facts::checkOf(const WordFact& fact, int position) {
+  Probe probe;
+  probe.part = fact.exact ? Probe::Part::kWhole : Probe::Part::kHead;
+  probe.position = static_cast<std::int8_t>(position);
+  if (!fact.exact) probe.parameter = static_cast<std::uint8_t>(std::min<std::size_t>(fact.head, 16));
+  return probe;
+}
+
 bool Facts::answer(const FormatFacts& format, Probe probe, std::uint32_t& print) const {
   if (probe.part == Probe::Part::kCount) {
     print = format.leastWords;
@@ -125,16 +142,13 @@ bool Facts::answer(const FormatFacts& format, Probe probe, std::uint32_t& print)
   const WordFact* const fact = word(format, probe.position);
   if (!fact) return false;
   const std::string_view known = probe.part == Probe::Part::kTail ? tail(*fact) : head(*fact);
-  const PartOfWord part = partOfWord(probe, known.data(), static_cast<std::uint32_t>(known.size()));
-  if (!fact->exact) {
-    // What is known must be all that is asked for.
-    if (probe.part == Probe::Part::kWhole || part.size == 0) return false;
-    const bool complete = probe.part == Probe::Part::kUpTo ? known[part.size - 1] == static_cast<char>(probe.parameter)
-                                                           : part.size == probe.parameter;
-    if (!complete) return false;
-  }
-  const char* const at = known.data() + part.from;
-  print = printOf({at, texts_.data() + texts_.size()}, part.size);
+  const auto size = static_cast<std::uint32_t>(known.size());
+  // What is known must be all that is asked for.
+  const bool complete =
+      fact->exact || (probe.part == Probe::Part::kUpTo ? known.find(static_cast<char>(probe.parameter)) != known.npos
+                                                       : probe.part != Probe::Part::kWhole && size >= probe.parameter);
+  if (!complete) return false;
+  print = printOfPart(probe, {known.data(), texts_.data() + texts_.size()}, size);
   return true;
 }
 

@@ -54,6 +54,12 @@ class Facts {
   /// The answer that all messages have which `format` binds. False when there is no such answer.
   bool answer(const FormatFacts& format, Probe probe, std::uint32_t& print) const;
 
+  /// Whether no message can have both as facts of one word.
+  bool differ(const WordFact& one, const WordFact& other) const;
+
+  /// What to ask of the word `position` to know whether `fact`, which has a head, is true of it.
+  static Probe checkOf(const WordFact& fact, int position);
+
   std::string_view head(const WordFact& fact) const { return {texts_.data() + fact.text, fact.head}; }
   std::string_view tail(const WordFact& fact) const {
     return {texts_.data() + fact.text + (fact.exact ? 0 : fact.head), fact.tail};

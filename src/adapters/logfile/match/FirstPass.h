@@ -67,6 +67,9 @@ class FirstPass {
   /// Where the program of the format at `place` begins, or kNoProgram.
   std::uint32_t program(std::uint32_t place) const { return programs_[place]; }
 
+  /// Has a program loaded into the cache that is likely to run soon.
+  void expect(std::uint32_t program) const { __builtin_prefetch(&steps_[program]); }
+
   /// `values` are filled when the result is kBound, and may be overwritten in any case.
   Result run(std::uint32_t program, const Words& words, Values& values) const;
 

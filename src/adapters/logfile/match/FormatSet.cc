@@ -21,10 +21,11 @@ std::shared_ptr<const FormatSet> FormatSet::make(const LogDriver& driver) {
     if (engine->literal.variables(place) > 0) {
       facts.add(place);
     } else {
-      engine->fixed.push_back(place);
+      engine->fixed.add(engine->literal, place);
     }
   }
   facts.finish();
+  engine->fixed.finish();
   engine->firstPass = firstPass.finish();
   engine->index = IndexBuilder(facts, engine->firstPass).build();
   engine->inFileOrder = driver.isInFileOrder();

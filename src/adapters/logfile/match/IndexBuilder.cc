@@ -124,7 +124,7 @@ Index::Ref IndexBuilder::makeLeaf(Ids formats, const std::vector<Probe>& asked) 
   for (const std::uint32_t id : formats) {
     const FormatFacts& format = facts_.formats()[id];
     Index::Candidate candidate{format.place, programs_.program(format.place), {}, 0};
-    if (formats.size() > 1 || asked.empty()) candidate.check = checkOf(format, asked);
+    if (formats.size() > 1 || asked.empty()) candidate.check = checkOf(id, formats);
     if (candidate.check.part != Probe::Part::kNone) facts_.answer(format, candidate.check, candidate.print);
     made_.candidates_.push_back(candidate);
   }
@@ -132,26 +132,40 @@ Index::Ref IndexBuilder::makeLeaf(Ids formats, const std::vector<Probe>& asked) 
   return Index::Ref::leaf(at);
 }
 
-/// The longest word or beginning of a word that a format knows and that was not asked for on the way.
-Probe IndexBuilder::checkOf(const FormatFacts& format, const std::vector<Probe>& asked) const {
+/// What tells the messages of `id` from those of the most others in its leaf: the number of words, one of them, or how
+/// one begins. Alone in a leaf it has no check but the longest word that was not asked for on the way.
+Probe IndexBuilder::checkOf(std::uint32_t id, const Ids& leaf) const {
+  constexpr std::size_t kOthers = 8;
+  constexpr int kFront = 32;
+  constexpr int kBack = 8;
+  const FormatFacts& format = facts_.formats()[id];
+  const std::size_t others = std::min(leaf.size(), kOthers);
+  const auto differ = [&](const auto& differs) {
+    return std::count_if(leaf.begin(), leaf.begin() + static_cast<std::ptrdiff_t>(others),
+                         [&](std::uint32_t other) { return differs(facts_.formats()[other]); });
+  };
   Probe best;
-  std::size_t bestSize = 0;
+  std::ptrdiff_t most = 0;
+  if (format.exactCount) {
+    most = differ([&](const FormatFacts& other) {
+      return other.exactCount ? other.leastWords != format.leastWords : other.leastWords > format.leastWords;
+    });
+    if (most > 0) best.part = Probe::Part::kCount;
+  }
   const auto consider = [&](int position) {
     const WordFact* const fact = facts_.word(format, position);
-    if (!fact || fact->head <= bestSize) return;
-    Probe probe;
-    probe.part = fact->exact ? Probe::Part::kWhole : Probe::Part::kHead;
-    probe.position = static_cast<std::int8_t>(position);
-    if (!fact->exact) probe.parameter = static_cast<std::uint8_t>(std::min<std::size_t>(fact->head, 16));
-    for (const Probe& known : asked) {
-      if (known.position == probe.position && known.part != Probe::Part::kCount) return;
-    }
-    best = probe;
-    bestSize = fact->head;
+    if (!fact || fact->head == 0) return;
+    const std::ptrdiff_t count = differ([&](const FormatFacts& other) {
+      const WordFact* const theirs = facts_.word(other, position);
+      return theirs && facts_.differ(*fact, *theirs);
+    });
+    if (count < most || (count == most && best.part != Probe::Part::kNone)) return;
+    most = count;
+    best = facts_.checkOf(*fact, position);
   };
-  for (int i = 0; i < std::min<int>(format.frontCount, 32); ++i) consider(i);
+  for (int i = std::min<int>(format.frontCount, kFront) - 1; i >= 0; --i) consider(i);
   if (!format.exactCount) {
-    for (int i = 1; i <= std::min<int>(format.backCount, 32); ++i) consider(-i);
+    for (int i = 1; i <= std::min<int>(format.backCount, kBack); ++i) consider(-i);
   }
   return best;
 }

@@ -48,7 +48,7 @@ class IndexBuilder {
   Index::Ref makeNode(const Choice& choice, const Ids& formats, const Ranked& probes, std::vector<Probe>& asked,
                       Ids* silentOut);
   Index::Ref makeLeaf(Ids formats, const std::vector<Probe>& asked);
-  Probe checkOf(const FormatFacts& format, const std::vector<Probe>& asked) const;
+  Probe checkOf(std::uint32_t id, const Ids& leaf) const;
   Ids sampleOf(const Ids& formats, std::size_t most) const;
   Ranked allProbes(const Ids& sample) const;
   Choice choose(const Ids& formats, Ranked& probes) const;

@@ -27,12 +27,13 @@ class Matcher::State {
     words_.scan(text);
     message_.reset();
     best_ = kNone;
+    kept_ = 0;
     // Where a newline is white space as well as part of a word, words mean nothing. With steps that stay from one
     // format to the next, no format can be left out.
-    if ((fromEventLog && words_.hasNewline()) || !engine_.literal.starFallback()) return bindInOrder(fromEventLog);
-    for (const std::uint32_t place : engine_.fixed) {
-      if (best_ == kNone) tryLiterally(place);
+    if ((fromEventLog && words_.hasNewline()) || words_.tooMany() || !engine_.literal.starFallback()) {
+      return bindInOrder(fromEventLog);
     }
+    if (!engine_.fixed.empty()) tryFixed();
     engine_.index.find(words_, [this](const Index::Candidate* candidate) { tryLeaf(candidate); });
     return result();
   }
@@ -49,6 +50,7 @@ class Matcher::State {
   const Match* bindOne(std::uint32_t place, std::string_view text, bool fromEventLog, Record& recorder) {
     message_.emplace(upToNul(text), fromEventLog);
     best_ = kNone;
+    kept_ = 0;
     bindLiterally(place, recorder);
     return result();
   }
@@ -64,8 +66,14 @@ class Matcher::State {
     return result();
   }
 
+  [[gnu::noinline]] void tryFixed() {
+    engine_.fixed.find(words_, places_);
+    for (std::size_t i = 0; i < places_.size() && best_ == kNone; ++i) tryLiterally(places_[i]);
+  }
+
   /// Leaves may come in any order, and so the best one so far is kept while others are tried.
   void tryLeaf(const Index::Candidate* candidate) {
+    if (candidate->program != FirstPass::kNoProgram) engine_.firstPass.expect(candidate->program);
     for (;; ++candidate) {
       if (candidate->place >= best_) return;
       if (Index::suits(*candidate, words_)) tryCandidate(*candidate);
@@ -104,7 +112,7 @@ class Matcher::State {
   void bindLiterally(std::uint32_t place, Record& recorder) {
     if (!LiteralBinder<Record>(engine_.literal, room_, *message_, place, recorder).run()) return;
     Values& values = spare();
-    std::swap(values.joined, room_.scratch);
+    values.joined = room_.scratch;
     values.count = std::min<std::uint32_t>(engine_.literal.variables(place), FormatSpec::kMaxVariables);
     for (std::uint32_t i = 0; i < values.count; ++i) values.views[i] = room_.attempts[i].value.view(values.joined);
     accept(place);
@@ -129,8 +137,9 @@ class Matcher::State {
   Words words_;
   std::optional<MessageText> message_;  ///< The message for the literal algorithm, when it was needed.
   LiteralRoom room_;
-  Values values_[2];      ///< Those of the best format so far, and room for those of another one.
-  std::size_t kept_ = 0;  ///< Which are of the best.
+  std::vector<std::uint32_t> places_;  ///< Of formats without variables that are to be tried.
+  Values values_[2];                   ///< Those of the best format so far, and room for those of another one.
+  std::size_t kept_ = 0;               ///< Which are of the best.
   std::uint32_t best_ = kNone;
   Match match_{};
   std::vector<FormatCounts> counts_;

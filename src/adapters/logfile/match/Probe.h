@@ -2,6 +2,7 @@
 #define QUILLON_SRC_ADAPTERS_LOGFILE_MATCH_PROBE_H_
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -32,26 +33,31 @@ struct Probe {
   }
 };
 
-/// What `part` of a word of `size` bytes at `word` is: how far into the word it begins, and its size.
-struct PartOfWord {
-  std::uint32_t from;
-  std::uint32_t size;
-};
+/// The size of a word up to and including its first byte `stop`; its size when there is none.
+inline std::uint32_t sizeUpTo(Bytes word, std::uint32_t size, std::uint8_t stop) {
+#if QUILLON_MATCH_SSE2
+  const std::uint32_t found = bytes::sameBytes(bytes::load(word), _mm_set1_epi8(static_cast<char>(stop)));
+  const std::uint32_t inside = found & ((1U << std::min<std::uint32_t>(size, 16)) - 1);
+  if (inside != 0) return static_cast<std::uint32_t>(std::countr_zero(inside)) + 1;
+  if (size <= 16) return size;
+#endif
+  const void* const place = size > 0 ? std::memchr(word.at, stop, size) : nullptr;
+  return place ? static_cast<std::uint32_t>(static_cast<const char*>(place) - word.at) + 1 : size;
+}
 
-inline PartOfWord partOfWord(Probe probe, const char* word, std::uint32_t size) {
+/// The print of a part of a word.
+inline std::uint32_t printOfPart(Probe probe, Bytes word, std::uint32_t size) {
   switch (probe.part) {
     case Probe::Part::kHead:
-      return {0, std::min<std::uint32_t>(probe.parameter, size)};
+      return printOf(word, std::min<std::uint32_t>(probe.parameter, size));
     case Probe::Part::kTail: {
       const std::uint32_t taken = std::min<std::uint32_t>(probe.parameter, size);
-      return {size - taken, taken};
+      return printOf({word.at + size - taken, word.limit}, taken);
     }
-    case Probe::Part::kUpTo: {
-      const void* const found = size > 0 ? std::memchr(word, probe.parameter, size) : nullptr;
-      return {0, found ? static_cast<std::uint32_t>(static_cast<const char*>(found) - word) + 1 : size};
-    }
+    case Probe::Part::kUpTo:
+      return printOf(word, sizeUpTo(word, size, probe.parameter));
     default:
-      return {0, size};
+      return printOf(word, size);
   }
 }
 
@@ -68,9 +74,7 @@ inline bool answer(Probe probe, const Words& words, std::uint32_t& print) {
   if (i >= words.count()) return false;
   const Word word = words[i];
   const std::uint32_t size = word.end - word.start;
-  const PartOfWord part =
-      probe.part == Probe::Part::kWhole ? PartOfWord{0, size} : partOfWord(probe, words.text() + word.start, size);
-  print = printOf(words.from(word.start + part.from), part.size);
+  print = printOfPart(probe, words.from(word.start), size);
   return true;
 }
 

@@ -20,10 +20,15 @@ void Words::scan(std::string_view text) {
   firstIrregular_ = UINT32_MAX;
   lastIrregular_ = 0;
   hasNewline_ = false;
+  tooMany_ = false;
   inWhite_ = 1;
   words_[0].start = 0;
   std::uint32_t at = 0;
-  for (; at + 64 <= size_; at += 64) add(classify(at), at);
+  for (; at + 64 <= size_; at += 64) {
+    if (count_ + kMostInBlock > words_.size() && !makeRoom()) return giveUp(at);
+    add(classify(at), at);
+  }
+  if (count_ + kMostInBlock > words_.size() && !makeRoom()) return giveUp(at);
   if (at < size_) add(classifyLast(at), at);
   if (inWhite_ == 0) words_[count_++].end = size_;
   words_[count_] = {size_, size_};
@@ -73,7 +78,6 @@ inline Words::Block Words::classifyLast(std::uint32_t at) const {
 }
 
 inline void Words::add(Block block, std::uint32_t at) {
-  if (words_.size() - count_ < kMostInBlock) words_.resize(2 * words_.size());
   const bool plain = block.low == block.white || clarify(block, at);
   // A text that ends in this block ends its last word: there stands one more blank, so to say.
   const std::uint32_t left = size_ - at;
@@ -84,6 +88,21 @@ inline void Words::add(Block block, std::uint32_t at) {
   } else {
     addAny(block.white, at, at + std::min<std::uint32_t>(left, 64));
   }
+}
+
+bool Words::makeRoom() {
+  if (words_.size() >= kMost) return false;
+  words_.resize(2 * words_.size());
+  return true;
+}
+
+/// Looks no more for words in what begins at `at`, only for what ends it.
+[[gnu::cold]] void Words::giveUp(std::uint32_t at) {
+  tooMany_ = true;
+  const std::string_view rest = std::string_view(text_, size_).substr(at);
+  const std::size_t nul = rest.find('\0');
+  if (nul != std::string_view::npos) size_ = at + static_cast<std::uint32_t>(nul);
+  hasNewline_ = hasNewline_ || rest.substr(0, nul).find('\n') != std::string_view::npos;
 }
 
 /// Looks at control characters one by one. A NUL byte ends the text. True when all white space is blanks.

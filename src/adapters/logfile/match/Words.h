@@ -20,8 +20,8 @@ struct Word {
 /// white space that is not exactly one blank begins behind "c". A newline is part of a word, as everywhere; what it
 /// means in a message from an event log, where it is also white space, cannot be said of words: see hasNewline().
 ///
-/// Keeps its room from one message to the next, 16 bytes at most for each word of the one with the most. 64 bytes take about 30
-/// instructions and 4 more for each word in them.
+/// Keeps its room from one message to the next, 8 bytes for each word of the longest one. 64 bytes take about 60
+/// instructions and 10 more for each word in them.
 class Words {
  public:
   Words() : words_(kFirstRoom) {}
@@ -39,6 +39,9 @@ class Words {
   const char* limit() const { return limit_; }                                      ///< See readableEnd().
   Bytes from(std::uint32_t offset) const { return {text_ + offset, limit_}; }
 
+  /// True when there are more than a million words; then what is known is size() alone, and hasNewline().
+  bool tooMany() const { return tooMany_; }
+
   /// True when all white space between `start` and `end` is known to be single blanks.
   bool regular(std::uint32_t start, std::uint32_t end) const {
     return start > lastIrregular_ || end <= firstIrregular_;
@@ -48,13 +51,16 @@ class Words {
 
  private:
   static constexpr std::size_t kFirstRoom = 1024;
-  static constexpr std::size_t kMostInBlock = 68;  ///< Words that may be written for 64 bytes, and behind the last.
+  static constexpr std::size_t kMost = 1U << 20;
+  static constexpr std::size_t kMostInBlock = 34;  ///< Words that end in 64 bytes, and what stands behind the last.
 
   struct Block;
 
   Block classify(std::uint32_t at) const;
   Block classifyLast(std::uint32_t at) const;
   void add(Block block, std::uint32_t at);
+  bool makeRoom();
+  void giveUp(std::uint32_t at);
   bool clarify(Block& block, std::uint32_t at);
   void addRegular(std::uint64_t white, std::uint32_t at);
   void addAny(std::uint64_t white, std::uint32_t at, std::uint32_t end);
@@ -68,6 +74,7 @@ class Words {
   std::uint32_t firstIrregular_ = 0;  ///< Where the first white space begins that is not one blank,
   std::uint32_t lastIrregular_ = 0;   ///< and where the last does; before all and behind all when there is none.
   bool hasNewline_ = false;
+  bool tooMany_ = false;
   std::uint64_t inWhite_ = 1;  ///< 1 when the byte before the present block is white space.
 };
 
