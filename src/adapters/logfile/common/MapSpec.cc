@@ -3,7 +3,6 @@
 
 #include "src/adapters/logfile/common/MapSpec.h"
 
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
@@ -13,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "foundation/characters.h"
 #include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
 #include "src/adapters/logfile/common/Report.h"
@@ -27,17 +27,6 @@ bool isNamed(const MsgMapEntry& e, std::string_view slot) {
   return static_cast<std::size_t>(name.size()) == slot.size() &&
          std::memcmp(name.view().data(), slot.data(), slot.size()) == 0;
 }
-
-/// The text of a number, for as long as this object lives.
-class Number {
- public:
-  explicit Number(int n) : end_(std::to_chars(text_, text_ + sizeof text_, n).ptr) {}
-  std::string_view view() const { return {text_, static_cast<std::size_t>(end_ - text_)}; }
-
- private:
-  char text_[12];
-  const char* end_;
-};
 
 /// Text on its way to a stream, in a few large pieces.
 class Output {
@@ -200,10 +189,11 @@ void MapSpec::emitCds(FILE* stream, int index) {
 bool MapSpec::writeCds(FILE* stream, int index) {
   Output out(stream);
   out.line({"CLASS ", name.view(), "\n  SELECT\n"});
-  out.line({"    1: ATTR(=,\"_event_id\"), VALUE(=,\"", Number(index).view(), "\");\n"});
+  out.line({"    1: ATTR(=,\"_event_id\"), VALUE(=,\"", quillon::Decimal(index).view(), "\");\n"});
   int line = 2;
   for (MsgMapEntry* e : maps) {
-    if (e->selected()) out.line({"    ", Number(line++).view(), ": ATTR(=,\"", e->getName().view(), "\");\n"});
+    if (e->selected())
+      out.line({"    ", quillon::Decimal(line++).view(), ": ATTR(=,\"", e->getName().view(), "\");\n"});
   }
   if (size_ > 0) out.line({"  MAP\n"});
   int selectedSoFar = 1;  // the first line selects the event's number
@@ -211,7 +201,7 @@ bool MapSpec::writeCds(FILE* stream, int index) {
     selectedSoFar += e->selected();
     if (!e->mapped()) continue;
     if (e->selected()) {
-      out.line({"    ", e->getName().view(), " = $V", Number(selectedSoFar).view(), ";\n"});
+      out.line({"    ", e->getName().view(), " = $V", quillon::Decimal(selectedSoFar).view(), ";\n"});
     } else if (e->kind() == printMap) {
       const auto expansion = static_cast<const PrintMapEntry*>(e)->expand(*this);
       if (!expansion) {
