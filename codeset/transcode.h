@@ -34,6 +34,8 @@
 ///   int formBytes(form)      how many bytes of a form count.
 /// A target without kAscii has
 ///   translation()            the byte of each ASCII character, of 256 entries.
+/// A target of single bytes has
+///   singles()                the byte of each character below U+0800.
 /// A target with shifts has
 ///   shift(is_double, p)      writes the shift, if one is due, before a form of two bytes or of one; where to go on.
 ///
@@ -41,7 +43,7 @@
 /// than ASCII. Sixteen bytes are copied, of which three count; the form of C3 A9, which is E9, follows behind those;
 /// and then sixteen from " au lait" on, of which eight count.
 ///
-/// Cost: some 25 instructions for each character beyond ASCII, and two for each byte. No branch depends on what single
+/// Cost: 20 to 40 instructions for each character beyond ASCII, and two for each byte. No branch depends on what single
 /// characters are: where scripts change often the processor would guess it wrongly. This is no place for what looks at
 /// more than one character, such as composition.
 namespace quillon {

@@ -1,6 +1,7 @@
 #include "tests/match/support/set_generator.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace quillon {
 
@@ -33,6 +34,7 @@ std::string concatenated(const std::vector<std::string>& words) {
 SetGenerator::SetGenerator(std::uint64_t seed) : random_(seed) {
   makeWords();
   const std::size_t kind = random_.below(10);
+  dense_ = random_.chance(40);
   fieldPercent_ = kind == 0 ? 0 : kind == 1 ? 60 : 30;
   starPercent_ = kind == 2 ? 80 : 20;
   paddedPercent_ = random_.chance(30) ? 20 : 2;
@@ -80,6 +82,13 @@ void SetGenerator::makeHeaders() {
 
 Tokens SetGenerator::makeFormat() {
   Tokens tokens;
+  if (dense_) {
+    for (std::size_t n = random_.between(1, 9); n > 0; --n) {
+      static const char* const texts[] = {" ", " ", "a", "b", "ab", "x", "%n", "aa"};
+      tokens.emplace_back(random_.chance(55) ? random_.pick(texts) : field());
+    }
+    return tokens;
+  }
   if (!headers_.empty() && random_.chance(95)) tokens = random_.pick(headers_);
   for (std::size_t n = random_.below(7) + (tokens.empty() ? 1 : 0); n > 0; --n) {
     addWord(tokens);
@@ -171,6 +180,10 @@ std::string SetGenerator::instance(const Tokens& tokens) {
 std::string SetGenerator::value(const Tokens& tokens, std::size_t at) {
   const bool bounded = at + 1 < tokens.size() && tokens[at + 1] != " " && tokens[at + 1] != "%n";
   std::string text = random_.chance(50) ? letters(6) : random_.pick(words_);
+  if (dense_) {
+    for (std::size_t n = random_.below(6); n > 0; --n) text += random_.pick(std::string_view("aabbx  \n"));
+    return text;
+  }
   if (bounded && random_.chance(30)) text = random_.chance(50) ? tokens[at + 1] + text : text + tokens[at + 1] + text;
   if (bounded && random_.chance(1)) {
     text.clear();

@@ -10,9 +10,9 @@
 
 namespace quillon {
 
-/// A random set of formats and messages for it, all from one seed. Sets differ in kind: letters so few that everything
-/// matches something; words of one beginning, longer than a machine word; shared headers; siblings that differ in one
-/// word; formats without variables; formats of stars; a few formats or hundreds.
+/// A random set of formats and messages for it, all from one seed. Sets differ in kind: fields and letters in any
+/// order, so few that everything matches something; words of one beginning, longer than a machine word; shared headers;
+/// siblings that differ in one word; formats without variables; formats of stars; a few formats or hundreds.
 class SetGenerator {
  public:
   explicit SetGenerator(std::uint64_t seed);
@@ -41,6 +41,7 @@ class SetGenerator {
   std::string alphabet_;
   std::vector<std::string> words_;
   std::vector<Tokens> headers_;
+  bool dense_ = false;  ///< Fields and a few letters in any order, not words: what goes wrong deep in the algorithm.
   std::size_t fieldPercent_ = 0;  ///< How many of the words are fields, and
   std::size_t starPercent_ = 0;   ///< how many of these take several words.
   std::size_t paddedPercent_ = 0;
