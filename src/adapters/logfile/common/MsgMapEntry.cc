@@ -1,6 +1,5 @@
 #include "src/adapters/logfile/common/MsgMapEntry.h"
 
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -22,11 +21,7 @@ const qlStrobj& emptyConstant() {
 
 bool isQuoted(std::string_view text) { return text.starts_with('"'); }
 
-qlStrobj numbered(const char* prefix, int number) {
-  char digits[12];
-  const char* const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-  return qlStrobj(prefix).append(std::string_view(digits, static_cast<std::size_t>(end - digits)));
-}
+qlStrobj numbered(const char* prefix, int number) { return qlStrobj(prefix).append(quillon::Decimal(number).view()); }
 
 }  // namespace
 

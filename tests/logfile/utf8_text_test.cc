@@ -1,0 +1,26 @@
+#include "src/adapters/logfile/common/utf8_text.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace quillon {
+namespace {
+
+// Short texts are converted in place, long ones on the heap; what is UTF-8 already is not copied at all.
+TEST(ConvertedText, OfAnyLength) {
+  const Codeset ebcdic(nxl_cs_new("INTERNAL37"));
+  ASSERT_TRUE(ebcdic);
+  for (const std::size_t length : {0, 1, 332, 333, 334, 500, 5000}) {
+    const std::string source(length, '\x51');
+    std::string expected;
+    for (std::size_t i = 0; i < length; ++i) expected += "\u00e9";
+    EXPECT_EQ(expected, ConvertedText(nxl_to_utf8, ebcdic.get(), source).text()) << length;
+    EXPECT_EQ(source, ConvertedText(nxl_from_utf8, ebcdic.get(), expected).text()) << length;
+  }
+  const std::string source = "a";
+  EXPECT_EQ(source.data(), ConvertedText(nxl_to_utf8, nxl_get_utf8_cs(), source).text());
+}
+
+}  // namespace
+}  // namespace quillon
