@@ -37,6 +37,8 @@ const Language kLanguages[] = {
     {"japanese-text",
      {"\u3042", "\u306e", "\u3092", "\u30af", "\u65e5", "\u672c", "\u8a9e"},
      {"\u3001", "\u6f22", "7"}},
+    {"japanese-solid", {"\u3042", "\u306e", "\u3092", "\u65e5", "\u672c", "\u8a9e"}, {"\u3001", "\u6f22"}, true},
+    {"thai-text", {"\u0e01", "\u0e23", "\u0e19", "\u0e32", "\u0e40", "\u0e48"}, {"\u0e2b", "7"}},
     {"korean-text", {"\uac00", "\ub098", "\ub2e4", "\ud55c", "\uad6d", "\uc5b4"}, {"\ub984", "7"}},
     {"chinese-text", {"\u7684", "\u4e00", "\u662f", "\u4e2d", "\u6587", "\u5b57"}, {"\u570b", "7"}},
 };
@@ -79,13 +81,18 @@ const Case kCases[] = {
     {"CP1252", "CP1252", "latin-text"},
     {"KOI8R", "KOI8-R", "cyrillic-text"},
     {"KOI8R", "KOI8-R", "cyrillic-solid"},
+    {"TIS620", "TIS-620", "thai-text"},
     {"SHIFTJIS", "SJIS", "japanese-text"},
+    {"SHIFTJIS", "SJIS", "japanese-solid"},
     {"EUCJP", "EUC-JP", "japanese-text"},
     {"EUCKR", "EUC-KR", "korean-text"},
     {"BIG5", "BIG5", "chinese-text"},
+    {"EUCTW", "EUC-TW", "chinese-text"},
     {"GBK", "GBK", "chinese-text"},
     {"GB18030", "GB18030", "chinese-text"},
     {"GB18030", "GB18030", "cyrillic-text"},
+    {"GB18030", "GB18030", "cyrillic-solid"},
+    {"GB18030", "GB18030", "thai-text"},  // four bytes each
     {"1047", "IBM1047", "latin-text"},
     {"939", "IBM939", "japanese-text"},
 };

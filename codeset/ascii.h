@@ -67,6 +67,10 @@ class RowSource {
   const std::uint32_t* forms(const Utf8Target& /*target*/) const { return forms_ ? forms_->units : nullptr; }
   Marks marks(const unsigned char* block) const { return markPairs(block, forms_->leads); }
   static std::uint32_t form(const std::uint32_t* forms, const unsigned char* p) { return pairForm(forms, p); }
+  template <int /*kBytes*/>
+  static std::uint32_t formOf(const std::uint32_t* forms, const unsigned char* p) {
+    return pairForm(forms, p);
+  }
 
  private:
   Column single_;
@@ -92,6 +96,10 @@ class Gb18030Source : public DoubleByteSource {
     if (end - p < 4) return kIncomplete;
     if (!isDigit(p[3])) return {kSubstitute, 1};
     return {fourByteCharacter(((p[0] - 0x81u) * 10 + (p[1] - 0x30u)) * 1260 + (p[2] - 0x81u) * 10 + (p[3] - 0x30u)), 4};
+  }
+
+  static std::uint32_t fourByteForm(const std::uint32_t* forms, const unsigned char* p) {
+    return quillon::fourByteForm(forms, p);
   }
 
   static constexpr std::uint32_t kSupplementary = 189000;  ///< Number of U+10000 among the four-byte codes.
@@ -122,9 +130,8 @@ class PageTarget : public PlainTarget<unsigned char> {
 
   const unsigned char* singles() const requires(kLongest == 1) { return forms_->singles; }
   static int formBytes(std::uint32_t form) {
-    int bytes = 1;
-    for (int i = 1; i < kLongest; ++i) bytes += form >> 8 * i != 0;
-    return bytes;
+    if constexpr (kLongest <= 2) return kLongest == 1 || form <= 0xFF ? 1 : 2;
+    return (std::bit_width(form | 1) + 7) / 8;
   }
   const std::uint32_t* codes() const { return forms_ ? forms_->codes : nullptr; }
 
@@ -164,8 +171,6 @@ class Gb18030Target : public MultiByteTarget {
   int put(char32_t c, unsigned char* p, const unsigned char* end) const {
     return c < 0x10000 ? MultiByteTarget::put(c, p, end) : putCode(supplementaryCode(c), p, end);
   }
-
-  static int formBytes(std::uint32_t form) { return form > 0xFFFF ? 4 : form > 0xFF ? 2 : 1; }
 
  private:
   static std::uint32_t supplementaryCode(char32_t c) {

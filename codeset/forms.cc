@@ -62,6 +62,15 @@ void fillPairs(const Source& source, Forms& forms) {
   }
 }
 
+void fillFourBytes(const Gb18030Source& source, std::uint32_t* forms) {
+  for (unsigned number = 0; number < kFourByteForms; ++number) {
+    const unsigned char bytes[] = {
+        static_cast<unsigned char>(0x81 + number / 12600), static_cast<unsigned char>(0x30 + number / 1260 % 10),
+        static_cast<unsigned char>(0x81 + number / 10 % 126), static_cast<unsigned char>(0x30 + number % 10)};
+    forms[number] = utf8Form(source.next(bytes, bytes + sizeof bytes).character);
+  }
+}
+
 void fillMixed(nxl_cs cs, std::uint32_t* forms) {
   for (unsigned i = 0; i < kMixedForms; ++i) {
     const bool pair = i >= 256;
@@ -133,8 +142,8 @@ bool makeBytes(const nxl_cs& cs, Forms& forms) {
 }
 
 template <class Source, class Target>
-bool makePairs(const nxl_cs& cs, Forms& forms) {
-  forms.units = allocate(kPairForms);
+bool makePairs(const nxl_cs& cs, Forms& forms, std::size_t units = kPairForms) {
+  forms.units = allocate(units);
   forms.codes = makeCodes<Target>(cs);
   if (!forms.units || !forms.codes) return false;
   findLeads(Source(cs), forms.leads);
@@ -173,7 +182,9 @@ bool fill(const nxl_cs& cs, Forms& forms) {
     case kEbcdicKind:
       return makeBytes<EbcdicSource, EbcdicTarget>(cs, forms);
     case kGb18030Kind:
-      return makePairs<Gb18030Source, Gb18030Target>(cs, forms);
+      if (!makePairs<Gb18030Source, Gb18030Target>(cs, forms, kPairForms + kFourByteForms)) return false;
+      fillFourBytes(Gb18030Source(cs), forms.units + kPairForms);
+      return true;
     default:
       return false;
   }

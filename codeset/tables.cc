@@ -171,4 +171,12 @@ const char* environmentOrEmpty(const char* name) {
   return value ? value : "";
 }
 
+const char* localeName(const char* category) {
+  for (const char* variable : {"LC_ALL", category, "LANG"}) {
+    const char* value = environmentOrEmpty(variable);
+    if (*value) return value;
+  }
+  return "C";
+}
+
 }  // namespace quillon

@@ -65,6 +65,10 @@ std::vector<std::string> tableDirectories();
 /// The value of an environment variable, "" when it is unset.
 const char* environmentOrEmpty(const char* name);
 
+/// The name of the locale that the environment gives for a category: the value of LC_ALL, of `category` or of LANG, the
+/// first that is set and not empty; else "C".
+const char* localeName(const char* category);
+
 }  // namespace quillon
 
 #endif  // QUILLON_CODESET_TABLES_H_

@@ -30,6 +30,9 @@
 /// and if not,
 ///   kShortest                bytes of the shortest character that is not ASCII;
 ///   form(forms, p)           the form of the character at p, 0 when next() has to be asked;
+///   formOf<n>(forms, p)      the same where the marks say that it has n bytes, 2 or, in UTF-8, 3;
+/// GB 18030, whose codes of four bytes the marks take for two pairs, also has
+///   fourByteForm(forms, p)   the form of such a code, 0 for all other bytes;
 /// and the target
 ///   int formBytes(form)      how many bytes of a form count.
 /// A target without kAscii has
@@ -106,6 +109,11 @@ class BlockConverter {
   }
 
  private:
+  // Where the characters of a run begin.
+  static constexpr BlockBits kEveryTwo = 0x5555555555555555;
+  static constexpr BlockBits kEveryThree = 0x1249249249249249;
+  static constexpr int kLongRun = 48;  // Bytes that are worth a block of their own.
+
   static constexpr int kGrowth = 3;                 // Bytes that may come of one.
   static constexpr int kSlack = kRun + kFormBytes;  // That may be written behind what counts.
 
@@ -118,6 +126,9 @@ class BlockConverter {
   };
 
   bool convertBlock(const Byte*& in, Byte*& out) {
+    if constexpr (requires { Source::fourByteForm(forms_, in); }) {
+      if (convertFourBytes(in, out)) return true;
+    }
     const Block block(in, in_end_);
     const Marks marks = source_.marks(block.bytes());
     const std::ptrdiff_t fits = (out_end_ - out - kSlack) / kGrowth;
@@ -136,9 +147,39 @@ class BlockConverter {
     return !place.asks;
   }
 
+  // For codes of four bytes with a blank or a digit between them here and there, as far as they reach. False when there
+  // is none.
+  bool convertFourBytes(const Byte*& in, Byte*& out) {
+    constexpr int kFewAscii = 4;
+    const std::uint32_t* const forms = forms_;
+    const Byte* p = in;
+    Byte* to = out;
+    while (in_end_ - p > kFormBytes + kFewAscii && out_end_ - to >= kFormBytes + kFewAscii) {
+      const std::uint32_t form = Source::fourByteForm(forms, p);
+      if (form == 0) break;
+      storeForm(form, to);
+      to += Target::formBytes(form);
+      p += 4;
+      for (int i = 0; i < kFewAscii && *p < 0x80; ++i) *to++ = *p++;
+    }
+    const bool any = p != in;
+    in = p;
+    out = to;
+    return any;
+  }
+
   // Converts the first `end` bytes of a block, which are whole characters; `others` marks those that are not ASCII.
   Place convertMarked(const Byte* in, const Marks& marks, BlockBits others, int end, Byte* out) {
     const BlockBits all = marks.starts & lowBits(end);
+    if constexpr (!Source::kUnits) {
+      const BlockBits of_two = Source::kShortest == 2 ? ~marks.longer : marks.longer;
+      const int twos = std::countr_zero((others ^ kEveryTwo) | (others & ~of_two));
+      const int threes = std::countr_zero((others ^ kEveryThree) | (others & of_two));
+      Place place = {0, out, false};
+      if (twos >= kLongRun) place = convertRun<2>(in, twos / 2, out);
+      if (Source::kShortest == 2 && threes >= kLongRun) place = convertRun<3>(in, threes / 3, out);
+      if (place.in > 0) return place;
+    }
     if constexpr (Source::kUnits) {
       // Where others stand side by side there are many of them, and nothing to look for.
       if (!Source::kAscii || (others & others >> 1) != 0) return convertUnits(in, end, out);
@@ -151,6 +192,20 @@ class BlockConverter {
       if ((ascii & ascii >> 1 & ascii >> 2) == 0) return convertAll(in, marks, end, out);
     }
     return convertOthers(in, marks, others, end, out);
+  }
+
+  // For characters of kBytes bytes, one behind the other, as many scripts write them: nothing has to be looked for.
+  // Ends before the first without a form.
+  template <int kBytes>
+  Place convertRun(const Byte* in, int count, Byte* out) {
+    const std::uint32_t* const forms = forms_;
+    for (int i = 0; i < count; ++i) {
+      const std::uint32_t form = Source::template formOf<kBytes>(forms, in + kBytes * i);
+      if (form == 0) [[unlikely]]
+        return {kBytes * i, out, false};
+      out = putForm(form, out);
+    }
+    return {kBytes * count, out, false};
   }
 
   // For units of which each is a character.

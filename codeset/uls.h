@@ -5,8 +5,9 @@
 
 #include "codeset/codeset.h"
 
-/// String helpers for text in any codeset and for wide text, and the way to message catalogues. They are a library of
-/// their own, quillon_codeset_text, since they need libunistring; whoever only converts does not.
+/// String helpers for text in any codeset and for wide text, and the way to message catalogues. Those that take a
+/// codeset or the length of wide text, and the classes, are a library of their own, quillon_codeset_text, since they
+/// need libunistring; whoever only converts does not.
 ///
 /// Texts. A text is a pointer and its length: bytes in the codeset `cs` (null: the process default, which is set up on
 /// first use), wchar_t for wide text, which is UTF-32. A negative length means NUL-terminated, a null pointer is the
@@ -150,13 +151,40 @@ int nxl_wc_is(wchar_t c, NxlClass which);
 wchar_t nxl_wc_upper(wchar_t c);
 wchar_t nxl_wc_lower(wchar_t c);
 
+/// Text of the process locale, for which no codeset is named: what is a character and what its counterpart is, one for
+/// one, are the C library's answers. They are in the library quillon_codeset. The first use sets the services up, and
+/// so the locale, unless the program has called setlocale() itself. What is no character is single bytes. `end` is the
+/// end of the text, all other texts are NUL-terminated.
+
+/// Bytes of the character at `p`, 0 at the end; the characters up to `end`; the character after and before the one at
+/// `p`, `end` and `start` where there is none. The last takes time in proportion to the distance.
+int nxl_mb_len(const char* p, const char* end);
+int nxl_mb_count(const char* p, const char* end);
+const char* nxl_mb_next(const char* p, const char* end);
+const char* nxl_mb_prev(const char* start, const char* p);
+
+/// Writes whole characters of a text in upper or lower case and a terminator, and returns the bytes, the terminator
+/// included. What does not fit is dropped. 0 when `dst_len` is 0 or less.
+int nxl_str_upper(const char* src, char* dst, int dst_len);
+int nxl_str_lower(const char* src, char* dst, int dst_len);
+
+/// Compares without regard to case, by the numbers of the lower case: below, equal to or above 0. The second compares
+/// at most `n` characters of each.
+int nxl_str_casecmp(const char* a, const char* b);
+int nxl_str_ncasecmp(const char* a, const char* b, int n);
+
+/// The same for wide text. The copy is cut to `dst_len` - 1; the first comparison is by numbers.
+int nxl_wcs_copy(const wchar_t* src, wchar_t* dst, int dst_len);
+int nxl_wcs_cmp(const wchar_t* a, const wchar_t* b);
+int nxl_wcs_casecmp(const wchar_t* a, const wchar_t* b);
+
 /// Finds the message catalogue `name`. The templates of `NLSPATH` are tried first, then NXLDIR/msg/%L/%N.cat and
 /// NXLDIR/msg/C/%N.cat; %N stands for the name, %L for the locale of the messages (`LC_ALL`, `LC_MESSAGES`, `LANG`,
 /// else "C"), %l, %t and %c for its language, territory and codeset, %% for a percent sign (POSIX, environment variable
 /// NLSPATH). A template with %L is tried with each name that the locale xx_YY.codeset@modifier has: as it is, then
 /// xx_YY.codeset, xx_YY and xx. Writes the path of the first file that can be read and returns 0; returns 1, and leaves
 /// `buf` empty, when there is none or its path does not fit, 2 when memory is short. Paths of 256 bytes and more are
-/// left out, and a locale that contains a slash is "C".
+/// left out, and a locale that contains a slash is "C". This too is in the library quillon_codeset.
 int nxl_msg_path(const char* name, char* buf, int len);
 
 #endif  // QUILLON_CODESET_ULS_H_

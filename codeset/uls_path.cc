@@ -9,7 +9,6 @@
 
 #include "codeset/tables.h"
 #include "codeset/uls.h"
-#include "codeset/unicode.h"
 
 using quillon::environmentOrEmpty;
 

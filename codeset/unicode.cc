@@ -102,12 +102,4 @@ bool isOfClass(std::uint32_t c, NxlClass which) {
 
 int columns(std::uint32_t c, bool wide) { return std::max(uc_width(c, wide ? "EUC-JP" : "UTF-8"), 0); }
 
-const char* localeName(const char* category) {
-  for (const char* variable : {"LC_ALL", category, "LANG"}) {
-    const char* value = environmentOrEmpty(variable);
-    if (*value) return value;
-  }
-  return "C";
-}
-
 }  // namespace quillon

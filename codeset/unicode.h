@@ -68,10 +68,6 @@ bool isOfClass(std::uint32_t c, NxlClass which);
 /// Columns on a terminal; `wide` is whether a character of ambiguous width takes two.
 int columns(std::uint32_t c, bool wide);
 
-/// The name of the locale that the environment gives for a category: the value of LC_ALL, of `category` or of LANG, the
-/// first that is set and not empty; else "C".
-const char* localeName(const char* category);
-
 }  // namespace quillon
 
 #endif  // QUILLON_CODESET_UNICODE_H_

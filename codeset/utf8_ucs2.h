@@ -38,6 +38,10 @@ class Utf8Source {
   { return target.codes(); }
   static Marks marks(const unsigned char* block) { return markUtf8(block); }
   static std::uint32_t form(const std::uint32_t* forms, const unsigned char* p) { return codeForm(forms, p); }
+  template <int kBytes>
+  static std::uint32_t formOf(const std::uint32_t* forms, const unsigned char* p) {
+    return codeFormOf<kBytes>(forms, p);
+  }
 
  private:
   /// Overlong forms, surrogates and what lies beyond U+10FFFF show in the second byte.

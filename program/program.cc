@@ -41,6 +41,8 @@ void complain(const char* program, const char* failed, std::string_view name, in
   std::fprintf(stderr, "%s: cannot %s %s: %s\n", program, failed, visible(name).c_str(), std::strerror(error));
 }
 
+bool isStandardOutput(const char* path) { return areOneFile(STDOUT_FILENO, path); }
+
 void complainOfWritten(const char* program, std::string_view name) {
   std::fprintf(stderr, "%s: %s is written to, so it cannot be read: name another output\n", program,
                visible(name).c_str());
@@ -48,7 +50,7 @@ void complainOfWritten(const char* program, std::string_view name) {
 
 bool canRead(const char* program, const char* path) {
   struct stat file {};
-  if (areOneFile(STDOUT_FILENO, path)) {
+  if (isStandardOutput(path)) {
     complainOfWritten(program, path);
   } else if (stat(path, &file) != 0 || faccessat(AT_FDCWD, path, R_OK, AT_EACCESS) != 0) {
     complain(program, "open", path, errno);

@@ -21,6 +21,9 @@ void prepareTool();
 /// the file `name`, `error` the errno of that.
 void complain(const char* program, const char* failed, std::string_view name, int error);
 
+/// True when standard output writes to the file `path`.
+bool isStandardOutput(const char* path);
+
 /// Says that `name` is not read because the program writes to it.
 void complainOfWritten(const char* program, std::string_view name);
 

@@ -1,5 +1,7 @@
 #include "codeset/uls.h"
 
+#include <clocale>
+#include <cstring>
 #include <functional>
 #include <random>
 #include <string>
@@ -295,6 +297,44 @@ TEST_F(Uls, KnowsClassesAndWidths) {
     EXPECT_EQ(width, nxl_str_width(cs.get(), text, -1)) << name;
   }
   EXPECT_EQ(3, nxl_wcs_width(L"a\u3042", -1));
+}
+
+TEST_F(Uls, FollowsTheProcessLocale) {
+  ASSERT_NE(nullptr, std::setlocale(LC_ALL, "C"));
+  nxl_uninit();
+  const char text[] = "a\u20ac\xFF\xE2\x82";  // each byte of what is no character stands alone
+  const char* const end = text + std::strlen(text);
+  EXPECT_EQ(5, nxl_mb_count(text, end));  // the first use sets the locale up
+  std::string steps;
+  for (const char* p = text; p != end; p = nxl_mb_next(p, end)) steps += std::to_string(nxl_mb_len(p, end));
+  EXPECT_EQ("13111", steps);
+  std::string back;
+  for (const char* p = end; p != text; p = nxl_mb_prev(text, p)) back += std::to_string(p - nxl_mb_prev(text, p));
+  EXPECT_EQ("11131", back);
+  EXPECT_EQ(0, nxl_mb_len(end, end));
+  EXPECT_EQ(text, nxl_mb_prev(text, text));
+  char mapped[8];
+  EXPECT_EQ(8, nxl_str_upper("a\u00e9\xFF\u00dfz", mapped, sizeof mapped));  // one for one
+  EXPECT_STREQ("A\u00c9\xFF\u00dfZ", mapped);
+  EXPECT_EQ(2, nxl_str_lower("A\u00c9", mapped, 3));  // no room for both bytes of the second
+  EXPECT_STREQ("a", mapped);
+  EXPECT_EQ(0, nxl_str_lower("A", mapped, 0));
+  const std::tuple<const char*, const char*, int> cases[] = {
+      {"\u00c9a", "\u00e9A", 0}, {"stra\u00dfe", "STRASSE", 1}, {"a", "ab", -1}, {"\xFF", "\u00ff", 1}, {"b", "A", 1},
+  };
+  for (const auto& [one, other, order] : cases) EXPECT_EQ(order, nxl_str_casecmp(one, other)) << one << ' ' << other;
+  EXPECT_EQ(0, nxl_str_ncasecmp("\u00e9a", "\u00c9b", 1));
+  EXPECT_EQ(-1, nxl_str_ncasecmp("\u00e9a", "\u00c9b", 2));
+  EXPECT_EQ(0, nxl_wcs_casecmp(L"\u00c9a", L"\u00e9A"));
+  EXPECT_EQ(-1, nxl_wcs_casecmp(L"ab", L"Ac"));
+  EXPECT_LT(nxl_wcs_cmp(L"A", L"a"), 0);
+  wchar_t wide_text[3];
+  EXPECT_EQ(3, nxl_wcs_copy(L"abc", wide_text, 3));
+  EXPECT_STREQ(L"ab", wide_text);
+  // A locale that the program has chosen is not taken away.
+  nxl_uninit();
+  set("LC_ALL", "C");
+  EXPECT_EQ(1, nxl_mb_count(text + 1, text + 4));
 }
 
 TEST_F(Uls, FindsMessageCatalogues) {

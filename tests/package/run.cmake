@@ -38,6 +38,10 @@ foreach(variant ${variants})
   if(NOT output STREQUAL "STRASSE\n")
     message(FATAL_ERROR "the string helpers wrote\n${output}")
   endif()
+  run(${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8 NLSPATH= NXLDIR= ${there}/locale)
+  if(NOT output STREQUAL "2 1\n")
+    message(FATAL_ERROR "the string helpers of the locale wrote\n${output}")
+  endif()
 endforeach()
 
 # They cost quillon no library.

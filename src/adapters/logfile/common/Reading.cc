@@ -20,6 +20,7 @@
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/common/diagnostics.h"
 #include "src/adapters/logfile/common/eConfig.h"
 #include "src/adapters/logfile/common/eConfig_parser.h"
 
@@ -35,7 +36,7 @@ constexpr ReportSite kTokenTooLongSite = readerSite(ReportCode::kTokenTooLong);
 constexpr ReportSite kUnclosedCommentSite = readerSite(ReportCode::kUnclosedComment, kFailsRead, 151);
 constexpr ReportSite kCannotReadSite = readerSite(ReportCode::kCannotRead, kFailsRead, 152);
 
-/// What the scanner says when its file breaks off.
+/// What the compiler's scanner says when its file breaks off; programs that always report name the file.
 constexpr const char* kInputFailed = "input in flex scanner failed";
 
 bool isVar(const char* text) {
@@ -119,9 +120,10 @@ std::size_t Reading::read(char* buffer, std::size_t size) {
   const std::size_t length = std::fread(buffer, 1, size, file);
   if (length == 0 && std::ferror(file)) {
     const int error = errno;
-    if (!sink_) cannotGoOn(kInputFailed);
+    std::string reason = formatted("cannot read %s: %s", state_.file, std::strerror(error));
+    if (!sink_) cannotGoOn(reporting_always ? reason.c_str() : kInputFailed);
     Report report = makeReport(kCannotReadSite, {}, kInputFailed);
-    report.text = formatted("cannot read %s: %s", state_.file, std::strerror(error));
+    report.text = std::move(reason);
     take(std::move(report));
   }
   return length;
