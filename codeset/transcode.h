@@ -112,7 +112,7 @@ class BlockConverter {
   // Where the characters of a run begin.
   static constexpr BlockBits kEveryTwo = 0x5555555555555555;
   static constexpr BlockBits kEveryThree = 0x1249249249249249;
-  static constexpr int kLongRun = 48;  // Bytes that are worth a block of their own.
+  static constexpr int kLongRun = 48;  // Bytes that are worth a block of their own where they are not all of it.
 
   static constexpr int kGrowth = 3;                 // Bytes that may come of one.
   static constexpr int kSlack = kRun + kFormBytes;  // That may be written behind what counts.
@@ -176,8 +176,8 @@ class BlockConverter {
       const int twos = std::countr_zero((others ^ kEveryTwo) | (others & ~of_two));
       const int threes = std::countr_zero((others ^ kEveryThree) | (others & of_two));
       Place place = {0, out, false};
-      if (twos >= kLongRun) place = convertRun<2>(in, twos / 2, out);
-      if (Source::kShortest == 2 && threes >= kLongRun) place = convertRun<3>(in, threes / 3, out);
+      if (twos >= std::min(end, kLongRun)) place = convertRun<2>(in, twos / 2, out);
+      if (Source::kShortest == 2 && threes >= std::min(end, kLongRun)) place = convertRun<3>(in, threes / 3, out);
       if (place.in > 0) return place;
     }
     if constexpr (Source::kUnits) {

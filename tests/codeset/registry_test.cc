@@ -272,6 +272,9 @@ TEST_F(Registry, WritesCanonicalNames) {
   set("LANG", "de_DE.UTF-8");
   nxl_os_lang_name(buffer, sizeof buffer);
   EXPECT_STREQ("de_", buffer);
+  for (auto* function : {nxl_canonical_loc, nxl_canonical_lang}) EXPECT_EQ(1, function("C", buffer, 0));
+  nxl_os_lang_name(buffer, 0);
+  EXPECT_STREQ("de_", buffer);
 }
 
 // The probe is made once in a process, which is why each case has its own.

@@ -28,6 +28,15 @@ TEST(String, RoomComesInBlocks) {
   }
 }
 
+TEST(String, ALongerTextGetsMoreRoom) {
+  qlStrobj texts[] = {"a", "b", "c"};
+  texts[0] = std::string(150, 'x').c_str();
+  EXPECT_EQ(216, texts[0].allocated());
+  texts[0] = "y";
+  EXPECT_EQ(108, texts[0].allocated());
+  EXPECT_EQ("|y||b||c|", show(texts[0]) + show(texts[1]) + show(texts[2]));
+}
+
 struct Edit {
   const char* name;
   std::function<void(qlStrobj&)> run;
