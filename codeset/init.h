@@ -48,7 +48,7 @@ class Registry {
   bool initialised_ = false;
   nxl_cs utf8_cs_{.kind = kUtf8Kind};
   nxl_cs os_cs_{.kind = kPassThroughKind};  ///< Text passes through unchanged; never freed.
-  std::atomic<nxl_cs*> def_cs_ = &os_cs_;  ///< May be replaced while others convert.
+  std::atomic<nxl_cs*> def_cs_ = &os_cs_;   ///< May be replaced while others convert.
   nxl_cs* os_loc_cs_ = &os_cs_;
   nxl_cs* initial_cs_ = nullptr;  ///< The default that initialise() made; ours to free after another replaced it.
 };

@@ -96,7 +96,7 @@ TEST(String, EditsAndLeavesCopiesAlone) {
 // Texts of other lengths in turn: each has the room it asks for, and those beside it keep theirs.
 TEST(String, AssignsAnyLength) {
   qlStrobj texts[3] = {"before", "", "behind"};
-  for (const std::size_t length : {3, 150, 149, 20, 500}) {
+  for (const std::size_t length : {3UL, 150UL, 149UL, 20UL, 500UL}) {
     texts[1] = std::string(length, 'x').c_str();
     EXPECT_EQ(std::string(length, 'x'), texts[1].getString());
     EXPECT_EQ(static_cast<int>(108 * ((length + 1) / 108 + 1)), texts[1].allocated());

@@ -71,6 +71,7 @@ TEST(FirstUseThreads, FindOneSetUp) {
   std::string results[3];
   std::barrier<> together(3);
   std::vector<std::thread> threads;
+  threads.reserve(std::size(results));
   for (std::string& result : results) {
     threads.emplace_back([&] { result = work("FORMAT A\n%t %5s %s*\na $2\nEND\n", "x y z 12345 ", 3, together); });
   }
@@ -89,6 +90,7 @@ TEST_F(Threads, HandModelsToEachOther) {
   std::vector<std::unique_ptr<LogDriver>> drivers(kThreads);
   for (int round = 0; round < 20; ++round) {
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
       threads.emplace_back([&driver = drivers[static_cast<std::size_t>(i + round) % kThreads]] {
         driver = std::make_unique<LogDriver>();  // destroys what another thread made

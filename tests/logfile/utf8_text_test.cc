@@ -11,7 +11,7 @@ namespace {
 TEST(ConvertedText, OfAnyLength) {
   const Codeset ebcdic(nxl_cs_new("INTERNAL37"));
   ASSERT_TRUE(ebcdic);
-  for (const std::size_t length : {0, 1, 332, 333, 334, 500, 5000}) {
+  for (const std::size_t length : {0UL, 1UL, 332UL, 333UL, 334UL, 500UL, 5000UL}) {
     const ConvertedText converted(nxl_from_utf8, ebcdic.get(), std::string(length, 'a'));
     EXPECT_EQ(std::string(length, '\x81'), converted.text()) << length;
   }
