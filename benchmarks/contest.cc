@@ -12,12 +12,6 @@ namespace {
 
 constexpr double kMostSeconds = 0.4;  ///< What a round of one contestant may take.
 
-double processorSeconds() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
 std::size_t linesIn(std::string_view text) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
@@ -66,6 +60,12 @@ std::string shown(double figure) {
 
 }  // namespace
 
+double processorSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
 double median(std::vector<double> values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
   std::nth_element(values.begin(), middle, values.end());
@@ -74,6 +74,7 @@ double median(std::vector<double> values) {
 
 std::map<std::string, Figure> contest(const std::vector<Contestant>& contestants, std::string_view text, int rounds) {
   std::vector<Runner> runners;
+  runners.reserve(contestants.size());
   for (const Contestant& contestant : contestants) runners.push_back(makeRunner(contestant, text));
   for (int round = 0; round < rounds; ++round) {
     for (Runner& runner : runners) runner.nanoseconds.push_back(1e9 * runner.run() / static_cast<double>(runner.lines));

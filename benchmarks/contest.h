@@ -26,6 +26,9 @@ struct Figure {
 /// all of them alike.
 std::map<std::string, Figure> contest(const std::vector<Contestant>& contestants, std::string_view text, int rounds);
 
+/// What this thread has taken of a processor so far.
+double processorSeconds();
+
 /// The middle one; of an even number, the upper of the two in the middle.
 double median(std::vector<double> values);
 

@@ -119,6 +119,13 @@ const Case kCases[] = {
     // The first field is not tried again once a later one was reached; later ones are.
     {{"%s* - %s end"}, "a - b - c end", "none"},
     {{"%s %s* - %s end"}, "w a - b - c end", "0: w|a - b|c"},
+    // A field that is passed over on the way back begins anew when it is reached again.
+    {{"%s*%s+b%s* %s* "}, "abxbb x ", "0: a|bxb||x"},
+    // "%0s*" has no width to speak of, but steps of its own.
+    {{"%s+%0s*a%0s* %s+"}, " baaa b", "0: b|aa||b"},
+    // A field that asks in vain for a second "a" fails for good only where it was first reached: from there it may
+    // bind.
+    {{"%s*%s+ %s*%s*a%sa%s* "}, "a axb abx    axaa ", "0: |a axb abx|||x|a"},
     // A format gives up after its 100th failure: the last of 101 ends is found, the last of 102 is not.
     {{"%s] x", "%s*"},
      "]" + times(101, "]") + " x",

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "tests/match/support/comparison.h"
 #include "tests/match/support/trials.h"
@@ -20,7 +21,7 @@ struct Options {
   double seconds = 0;
   std::uint64_t seed = 1;
   bool exhaustive = false;
-  std::string folder;
+  std::vector<std::string> folders;
 };
 
 class Soak {
@@ -33,7 +34,7 @@ class Soak {
       report("all formats of up to 4 components on all messages of up to 6", quillon::tryAllFormats(4, 6));
       report("sets of these", quillon::trySetsOfAllFormats(options_.seed, 300, 6));
     }
-    if (!options_.folder.empty()) damagedLines();
+    for (const std::string& folder : options_.folders) damagedLines(folder);
     // Sets of their own for each round; the far ones are with other meanings of widths and stars.
     for (std::uint64_t seed = options_.seed; goesOn(); seed += kRound) {
       random_ += quillon::tryRandomSets(seed, kRound);
@@ -49,8 +50,8 @@ class Soak {
   static constexpr std::uint64_t kRound = 20'000;
   static constexpr std::uint64_t kOther = 1'000'000'000;
 
-  void damagedLines() {
-    for (const quillon::System& system : quillon::systemsIn(options_.folder)) {
+  void damagedLines(const std::string& folder) {
+    for (const quillon::System& system : quillon::systemsIn(folder)) {
       report("lines of " + system.name, quillon::tryDamagedLines(system, options_.seed, 6 * system.lines.size()));
     }
   }
@@ -84,7 +85,7 @@ int main(int argc, char* argv[]) {
   app.add_option("--seconds", options.seconds, "Random sets until so many seconds have passed");
   app.add_option("--seed", options.seed, "The first seed of the random sets");
   app.add_flag("--exhaustive", options.exhaustive, "All small formats on all short messages first");
-  app.add_option("--logs", options.folder, "Also the NAME.log beside each NAME.fmt in FOLDER, whole and damaged")
+  app.add_option("--logs", options.folders, "Also the NAME.log beside each NAME.fmt in FOLDER, whole and damaged")
       ->check(CLI::ExistingDirectory);
   CLI11_PARSE(app, argc, argv);
   return Soak(options).run();

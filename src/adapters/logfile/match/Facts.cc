@@ -51,6 +51,7 @@ bool Facts::add(std::uint32_t place) {
   // An empty constant takes nothing, but asks for a word: not worth a thought.
   if (!certain) {
     format_.frontCount = format_.backCount = format_.leastWords = 0;
+    format_.middle = format_.back;
     format_.exactCount = false;
   }
   formats_.push_back(format_);
@@ -69,13 +70,16 @@ void Facts::addField() {
 }
 
 /// What is glued to it in front belongs to the word that the front facts end with, what is glued to it behind to the
-/// word that the back facts begin with. What was between two stars is known of no word.
+/// word that the back facts begin with. Of what was between two stars the whole words are
+/// kept.
 void Facts::addStar() {
   if (!starred_) {
     if (!head_.empty()) tail_.clear(), addWord(true);
     starred_ = true;
+    format_.middle = static_cast<std::uint32_t>(words_.size());
   } else {
-    words_.resize(format_.back);
+    const auto parts = [](const WordFact& fact) { return !fact.exact; };
+    words_.erase(std::remove_if(words_.begin() + format_.back, words_.end(), parts), words_.end());
   }
   format_.back = static_cast<std::uint32_t>(words_.size());
   head_.clear(), tail_.clear();
@@ -144,9 +148,9 @@ bool Facts::answer(const FormatFacts& format, Probe probe, std::uint32_t& print)
   const std::string_view known = probe.part == Probe::Part::kTail ? tail(*fact) : head(*fact);
   const auto size = static_cast<std::uint32_t>(known.size());
   // What is known must be all that is asked for.
-  const bool complete =
-      fact->exact || (probe.part == Probe::Part::kUpTo ? known.find(static_cast<char>(probe.parameter)) != std::string_view::npos
-                                                       : probe.part != Probe::Part::kWhole && size >= probe.parameter);
+  const bool complete = fact->exact || (probe.part == Probe::Part::kUpTo
+                                            ? known.find(static_cast<char>(probe.parameter)) != std::string_view::npos
+                                            : probe.part != Probe::Part::kWhole && size >= probe.parameter);
   if (!complete) return false;
   print = printOfPart(probe, {known.data(), texts_.data() + texts_.size()}, size);
   return true;

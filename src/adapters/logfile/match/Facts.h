@@ -2,6 +2,7 @@
 #define QUILLON_SRC_ADAPTERS_LOGFILE_MATCH_FACTS_H_
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,17 +20,18 @@ struct WordFact {
   bool exact;          ///< The word is exactly its beginning.
 };
 
-/// What every message that a format binds must be like: the words from the front up to the first star or plus, and
-/// those from the back to the last one. "%t %s %s+: %s failed" says that there are at least 7 words, nothing of the
-/// first five, and that the last is "failed".
+/// What every message that a format binds must be like: the words from the front up to the first star or plus, those
+/// from the back to the last one, and those between, which stand somewhere. "%t %s %s+: %s failed" says that there are
+/// at least 7 words, nothing of the first five, and that the last is "failed".
 ///
 /// It is true of every message that binds, because in a bind every component matched, one behind the other: each takes
 /// a piece of the message that begins where the one before ended. So a constant stands in the message as it is, white
 /// space in the format is at least one byte of it between two words, and a plain field stays within its word.
 struct FormatFacts {
   std::uint32_t place;
-  std::uint32_t front;  ///< The first of the facts from the front.
-  std::uint32_t back;   ///< The first of the facts from the back; the last word comes first.
+  std::uint32_t front;   ///< The first of the facts from the front.
+  std::uint32_t middle;  ///< The first of the facts between, which are those up to `back`.
+  std::uint32_t back;    ///< The first of the facts from the back; the last word comes first.
   std::uint16_t frontCount;
   std::uint16_t backCount;
   std::uint16_t leastWords;
@@ -51,8 +53,18 @@ class Facts {
   /// The fact about the word `position`, from the end when negative; null when there is none.
   const WordFact* word(const FormatFacts& format, int position) const;
 
+  /// The words that stand somewhere in each message; all of them are exact.
+  std::span<const WordFact> wordsBetween(const FormatFacts& format) const {
+    return {words_.data() + format.middle, words_.data() + format.back};
+  }
+
   /// The answer that all messages have which `format` binds. False when there is no such answer.
   bool answer(const FormatFacts& format, Probe probe, std::uint32_t& print) const;
+
+  /// The print of all that is known of the word from its beginning on.
+  std::uint32_t print(const WordFact& fact) const {
+    return printOf({texts_.data() + fact.text, texts_.data() + texts_.size()}, fact.head);
+  }
 
   /// Whether no message can have both as facts of one word.
   bool differ(const WordFact& one, const WordFact& other) const;

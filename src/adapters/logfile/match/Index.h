@@ -17,7 +17,8 @@ namespace quillon {
 /// answer of their own are below the child of that answer. Formats that every answer suits are below all children when
 /// they are few, otherwise below `besides`, which is walked as well. So a format that binds the message is reached: at
 /// each node above it, it either has the message's answer or no answer. A leaf is a run of candidates in the order of
-/// trying, each with a check of its own.
+/// trying, each with a check of its own. Formats of which no word has a number, since stars stand around them, are
+/// found by one of their words wherever that is: a node that asks for any word takes all the message's for answers.
 ///
 /// Under many different headers the formats have little to be asked in common. The tree then has many roots, up to 64
 /// of which have a bit each in a few tables by the first or the last byte of a word and by the number of words: whether
@@ -60,6 +61,7 @@ class Index {
     std::uint32_t mask;      ///< The size of that, a power of 2, less 1.
     Ref other;               ///< For every other answer, and none.
     Ref besides;
+    std::uint64_t likely;  ///< Of a node that asks for any word: the wordBit() of those that have a child.
   };
 
   /// Gives the candidates of a message, leaf by leaf, to `visit`, which takes the first of a leaf.
@@ -94,6 +96,11 @@ class Index {
     while (ref) {
       if (ref.isLeaf()) return visit(&candidates_[ref.at()]);
       const Node& node = nodes_[ref.at()];
+      if (node.probes[0].part == Probe::Part::kAny) {
+        visitByAnyWord(node, words, visit);
+        ref = node.besides;
+        continue;
+      }
       const Ref child = childOf(node, words);
       if (!node.besides) {
         ref = child;
@@ -112,11 +119,32 @@ class Index {
       if (!answer(probe, words, print)) return node.other;
       joined = joinPrints(joined, print);
     }
+    const Ref child = childFor(node, joined);
+    return child ? child : node.other;
+  }
+
+  Ref childFor(const Node& node, std::uint32_t print) const {
     const Child* const children = &children_[node.children];
-    for (std::uint32_t i = joined & node.mask; children[i].ref; i = (i + 1) & node.mask) {
-      if (children[i].print == joined) return children[i].ref;
+    std::uint32_t i = print & node.mask;
+    while (children[i].ref && children[i].print != print) i = (i + 1) & node.mask;
+    return children[i].ref;
+  }
+
+  /// Tells most words apart without a look at all their bytes.
+  static std::uint64_t wordBit(char first, std::size_t size) {
+    return 1ULL << ((static_cast<unsigned char>(first) + 7 * size) & 63);
+  }
+
+  /// A word that comes again leads to nothing new.
+  template <class Visit>
+  [[gnu::noinline]] void visitByAnyWord(const Node& node, const Words& words, Visit&& visit) const {
+    for (std::uint32_t i = 0; i < words.count(); ++i) {
+      const Word word = words[i];
+      const std::uint32_t size = word.end - word.start;
+      if ((node.likely & wordBit(words.text()[word.start], size)) == 0) continue;
+      const Ref child = childFor(node, printOf(words.from(word.start), size));
+      if (child && !words.has(i, word)) walk(child, words, visit);
     }
-    return node.other;
   }
 
   std::uint64_t possibleRoots(const Words& words) const {

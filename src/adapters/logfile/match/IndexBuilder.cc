@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <map>
+#include <numeric>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 namespace quillon {
@@ -17,12 +20,18 @@ double costOfFormats(double formats) {
   return formats <= 2 ? formats : std::min(formats, 2 + 2 * std::log2(formats / 2));
 }
 
+/// Puts the answers to one more question behind those to others.
+void join(std::vector<std::optional<std::uint32_t>>& answers, const std::vector<std::optional<std::uint32_t>>& next) {
+  for (std::size_t i = 0; i < answers.size(); ++i) {
+    answers[i] = answers[i] && next[i] ? std::optional(joinPrints(*answers[i], *next[i])) : std::nullopt;
+  }
+}
+
 }  // namespace
 
 Index IndexBuilder::build() {
-  Ids rest(facts_.formats().size());
-  for (std::uint32_t i = 0; i < rest.size(); ++i) rest[i] = i;
-  addRoot(rest);
+  const std::vector<Ids> groups = groupsByHeader();
+  for (std::size_t i = 0; i < groups.size(); ++i) addRoots(groups[i], Index::kMostRoots - (groups.size() - 1 - i));
   makeGates();
   made_.nodes_.shrink_to_fit();
   made_.children_.shrink_to_fit();
@@ -30,15 +39,69 @@ Index IndexBuilder::build() {
   return std::move(made_);
 }
 
-/// Adds roots until all `formats` are below one. Each but the last is a node whose question suits many of them.
-void IndexBuilder::addRoot(const Ids& formats) {
+/// Formats with the same header: the same words at the beginning, as long as many formats have each of them there.
+/// Formats of headers of their own make a group, and so do those that say nothing of any word counted from the front.
+std::vector<IndexBuilder::Ids> IndexBuilder::groupsByHeader() const {
+  constexpr int kLongest = 8;
+  constexpr std::uint32_t kNothing = 0;
+  constexpr std::uint32_t kOwn = 1;
+  const auto formats = static_cast<std::uint32_t>(facts_.formats().size());
+  const std::size_t many = std::max<std::size_t>(formats / 64, 16);
+  const auto keyOf = [this](std::uint32_t id, int position) {
+    const WordFact* const fact = facts_.word(facts_.formats()[id], position);
+    if (!fact || fact->head == 0) return kNothing;
+    return joinPrints(static_cast<std::uint32_t>(2 * position) + (fact->exact ? 1 : 0), facts_.print(*fact));
+  };
+  std::unordered_map<std::uint32_t, std::size_t> users;
+  for (std::uint32_t id = 0; id < formats; ++id) {
+    for (int position = 0; position < kLongest; ++position) ++users[keyOf(id, position)];
+  }
+  std::map<std::uint32_t, Ids> byHeader;
+  for (std::uint32_t id = 0; id < formats; ++id) {
+    std::uint32_t header = kNothing;
+    for (int position = 0; position < kLongest; ++position) {
+      const std::uint32_t key = keyOf(id, position);
+      if (key == kNothing) continue;
+      if (users[key] < many) {
+        if (header == kNothing) header = kOwn;
+        break;
+      }
+      header = joinPrints(header, key);
+    }
+    byHeader[header].push_back(id);
+  }
+  std::vector<Ids> groups;
+  for (const auto& [header, ids] : byHeader) {
+    if (2 * ids.size() < formats) continue;  // most have one header
+    groups.emplace_back(formats);
+    std::iota(groups[0].begin(), groups[0].end(), 0U);
+    return groups;
+  }
+  Ids own = std::move(byHeader[kOwn]);
+  Ids nothing = std::move(byHeader[kNothing]);
+  for (auto& [header, ids] : byHeader) {
+    if (ids.size() >= many && groups.size() < Index::kMostRoots / 2) {
+      groups.push_back(std::move(ids));
+    } else {
+      own.insert(own.end(), ids.begin(), ids.end());
+    }
+  }
+  std::sort(own.begin(), own.end());
+  groups.push_back(std::move(own));
+  groups.push_back(std::move(nothing));
+  return groups;
+}
+
+/// Adds roots until all `formats` are below one, up to `most` roots in all. Each but the last is a node whose question
+/// suits many of them.
+void IndexBuilder::addRoots(const Ids& formats, std::size_t most) {
   Ids rest = formats;
   while (!rest.empty()) {
     Ranked probes = allProbes(sampleOf(rest, kSample));
     std::vector<Probe> asked;
     const Choice choice = choose(rest, probes);
     Ids silent;
-    if (rest.size() <= kLeaf || choice.count == 0 || made_.roots_.size() + 1 == Index::kMostRoots) {
+    if (rest.size() <= kLeaf || choice.count == 0 || made_.roots_.size() + 1 >= most) {
       rootFormats_.push_back(rest);
       made_.roots_.push_back(build(rest, probes, asked));
       break;
@@ -57,7 +120,7 @@ Index::Ref IndexBuilder::build(const Ids& formats, const Ranked& probes, std::ve
   if (formats.size() <= kLeaf) return makeLeaf(formats, asked);
   Ranked ranked = formats.size() > kSmallSample ? allProbes(sampleOf(formats, kSample)) : probes;
   const Choice choice = choose(formats, ranked);
-  if (choice.count == 0) return makeLeaf(formats, asked);
+  if (choice.count == 0) return makeByAnyWord(formats, asked, {});
   return makeNode(choice, formats, ranked, asked, nullptr);
 }
 
@@ -80,13 +143,13 @@ Index::Ref IndexBuilder::makeNode(const Choice& choice, const Ids& formats, cons
   for (std::size_t i = 0; i < answered.size(); ++i) classes += i == 0 || answered[i].print != answered[i - 1].print;
 
   const bool few = silent.size() <= kFewSilent;
-  if (classes < 2 && few) return makeLeaf(formats, asked);  // the sample was misleading
+  if (classes < 2 && few) return makeByAnyWord(formats, asked, {});  // the sample was misleading
 
   const auto at = static_cast<std::uint32_t>(made_.nodes_.size());
-  const auto size = static_cast<std::uint32_t>(std::bit_ceil(2 * classes));
-  const auto children = static_cast<std::uint32_t>(made_.children_.size());
   made_.nodes_.emplace_back();
-  made_.children_.resize(children + size, Index::Child{0, {}});
+  Index::Node node{};
+  node.probes = choice.probes;
+  addChildTable(node, classes);
 
   const std::size_t askedBefore = asked.size();
   asked.insert(asked.end(), choice.probes.begin(), choice.probes.begin() + static_cast<std::ptrdiff_t>(choice.count));
@@ -95,17 +158,10 @@ Index::Ref IndexBuilder::makeNode(const Choice& choice, const Ids& formats, cons
     Ids below;
     for (; i < answered.size() && answered[i].print == print; ++i) below.push_back(answered[i].id);
     if (few) below.insert(below.end(), silent.begin(), silent.end());
-    const Index::Ref child = build(below, probes, asked);
-    std::uint32_t place = print & (size - 1);
-    while (made_.children_[children + place].ref) place = (place + 1) & (size - 1);
-    made_.children_[children + place] = {print, child};
+    setChild(node, print, build(below, probes, asked));
   }
   asked.resize(askedBefore);
 
-  Index::Node node{};
-  node.probes = choice.probes;
-  node.children = children;
-  node.mask = size - 1;
   if (few) {
     node.other = build(silent, probes, asked);
   } else if (silentOut) {
@@ -115,6 +171,67 @@ Index::Ref IndexBuilder::makeNode(const Choice& choice, const Ids& formats, cons
   }
   made_.nodes_[at] = node;
   return Index::Ref::node(at);
+}
+
+/// For formats about which there is nothing more to ask but the words between their stars, wherever these are. `had`
+/// are the prints of those that all of them have and that were asked for before.
+///
+/// A word that most of them have comes first, since it keeps the messages away that none of them binds. Others stand
+/// below the one of their words that the fewest have, since a message may have them all.
+Index::Ref IndexBuilder::makeByAnyWord(const Ids& formats, const std::vector<Probe>& asked, const Prints& had) {
+  if (formats.size() <= kLeaf) return makeLeaf(formats, asked);
+  std::map<std::uint32_t, std::size_t> users;
+  const auto forWords = [&](std::uint32_t id, const auto& visit) {
+    for (const WordFact& word : facts_.wordsBetween(facts_.formats()[id])) {
+      const std::uint32_t print = facts_.print(word);
+      if (std::find(had.begin(), had.end(), print) == had.end()) visit(print, word);
+    }
+  };
+  for (const std::uint32_t id : formats) {
+    forWords(id, [&users](std::uint32_t print, const WordFact&) { ++users[print]; });
+  }
+  if (users.empty()) return makeLeaf(formats, asked);
+
+  std::map<std::uint32_t, Ids> below;
+  Ids silent;
+  Index::Node node{};
+  for (const std::uint32_t id : formats) {
+    const auto rank = [&](std::uint32_t print) { return 2 * users[print] > formats.size() ? 0 : users[print]; };
+    const WordFact* chosen = nullptr;
+    std::uint32_t answer = 0;
+    forWords(id, [&](std::uint32_t print, const WordFact& word) {
+      if (!chosen || rank(print) < rank(answer)) chosen = &word, answer = print;
+    });
+    if (chosen) {
+      below[answer].push_back(id);
+      node.likely |= Index::wordBit(facts_.head(*chosen).front(), chosen->head);
+    } else {
+      silent.push_back(id);
+    }
+  }
+  node.probes[0].part = Probe::Part::kAny;
+  addChildTable(node, below.size());
+  for (const auto& [print, ids] : below) {
+    Prints all = had;
+    all.push_back(print);
+    setChild(node, print, makeByAnyWord(ids, asked, all));
+  }
+  if (!silent.empty()) node.besides = makeLeaf(silent, asked);
+  made_.nodes_.push_back(node);
+  return Index::Ref::node(static_cast<std::uint32_t>(made_.nodes_.size()) - 1);
+}
+
+void IndexBuilder::addChildTable(Index::Node& node, std::size_t children) {
+  const auto size = static_cast<std::uint32_t>(std::bit_ceil(2 * children));
+  node.children = static_cast<std::uint32_t>(made_.children_.size());
+  node.mask = size - 1;
+  made_.children_.resize(node.children + size, Index::Child{0, {}});
+}
+
+void IndexBuilder::setChild(const Index::Node& node, std::uint32_t print, Index::Ref child) {
+  std::uint32_t i = print & node.mask;
+  while (made_.children_[node.children + i].ref) i = (i + 1) & node.mask;
+  made_.children_[node.children + i] = {print, child};
 }
 
 Index::Ref IndexBuilder::makeLeaf(Ids formats, const std::vector<Probe>& asked) {
@@ -220,44 +337,62 @@ IndexBuilder::Ranked IndexBuilder::allProbes(const Ids& sample) const {
 
 /// The best question for `formats`, none when there is no good one. Leaves the best probes in `probes`, best first.
 IndexBuilder::Choice IndexBuilder::choose(const Ids& formats, Ranked& probes) const {
+  struct Entry {
+    Probe probe;
+    Answers answers;
+    double cost;
+  };
   const Ids sample = sampleOf(formats, probes.size() > kInherited ? kSample : kSmallSample);
-  std::vector<std::pair<double, Probe>> ranked;
+  std::vector<Entry> entries;
+  entries.reserve(probes.size());
   for (const Probe& probe : probes) {
-    Choice choice;
-    choice.probes[0] = probe;
-    choice.count = 1;
-    ranked.emplace_back(costOf(choice, sample, formats.size()), probe);
+    Answers answers = answersOf(probe, sample);
+    const double cost = costOf(answers, 1, formats.size());
+    entries.push_back({probe, std::move(answers), cost});
   }
-  std::stable_sort(ranked.begin(), ranked.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-  if (ranked.size() > kInherited) ranked.resize(kInherited);
+  std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.cost < b.cost; });
+  if (entries.size() > kInherited) entries.erase(entries.begin() + kInherited, entries.end());
   probes.clear();
-  for (const auto& entry : ranked) probes.push_back(entry.second);
+  for (const Entry& entry : entries) probes.push_back(entry.probe);
 
   Choice best;
   best.cost = 0.5 * static_cast<double>(formats.size());  // of a leaf
-  for (std::size_t count = 1; count <= Index::kMostProbes; ++count) {
-    Choice longer = best;
-    for (const Probe& probe : probes) {
-      Choice choice = best;
-      if (choice.count + 1 != count) break;
-      choice.probes[choice.count++] = probe;
-      choice.cost = costOf(choice, sample, formats.size());
-      if (choice.cost < longer.cost - (count > 1 ? 0.3 : 0)) longer = choice;
+  Answers joined(sample.size(), 0);
+  Answers tried;
+  while (best.count < Index::kMostProbes) {
+    const double gain = best.count > 0 ? 0.3 : 0;
+    const Entry* next = nullptr;
+    for (const Entry& entry : entries) {
+      tried = joined;
+      join(tried, entry.answers);
+      const double cost = costOf(tried, best.count + 1, formats.size());
+      if (cost < best.cost - gain) best.cost = cost, next = &entry;
     }
-    if (longer.count == best.count) break;
-    best = longer;
+    if (!next) break;
+    best.probes[best.count++] = next->probe;
+    join(joined, next->answers);
   }
   return best;
 }
 
-/// What a message is expected to cost below a node that asks this: the formats that share its answer, by how often two
-/// formats of the sample do, and those without an answer.
-double IndexBuilder::costOf(const Choice& choice, const Ids& sample, std::size_t formats) const {
-  std::vector<std::uint32_t> prints;
-  prints.reserve(sample.size());
+IndexBuilder::Answers IndexBuilder::answersOf(Probe probe, const Ids& sample) const {
+  Answers answers;
+  answers.reserve(sample.size());
   for (const std::uint32_t id : sample) {
     std::uint32_t print = 0;
-    if (answerOf(choice, id, print)) prints.push_back(print);
+    const bool known = facts_.answer(facts_.formats()[id], probe, print);
+    answers.push_back(known ? std::optional(print) : std::nullopt);
+  }
+  return answers;
+}
+
+/// What a message is expected to cost below a node that asks `probes` probes: the formats that share its answer, by how
+/// often two formats of the sample do, and those without an answer.
+double IndexBuilder::costOf(const Answers& answers, std::size_t probes, std::size_t formats) {
+  std::vector<std::uint32_t> prints;
+  prints.reserve(answers.size());
+  for (const std::optional<std::uint32_t>& print : answers) {
+    if (print) prints.push_back(*print);
   }
   if (prints.empty()) return kUseless;
   std::sort(prints.begin(), prints.end());
@@ -267,15 +402,15 @@ double IndexBuilder::costOf(const Choice& choice, const Ids& sample, std::size_t
     pairs += static_cast<double>(run);
   }
   const auto count = static_cast<double>(prints.size());
-  const double scale = static_cast<double>(formats) / static_cast<double>(sample.size());
+  const double scale = static_cast<double>(formats) / static_cast<double>(answers.size());
   const double speaking = count * scale;
   const double silent = static_cast<double>(formats) - speaking;
   if (silent < 1 && pairs * 2 >= count * (count - 1)) return kUseless;  // one answer for all
   const double shared = count < 2 ? 1 : 1 + pairs * 2 / (count * (count - 1)) * (speaking - 1);
-  const double probes = 0.5 * static_cast<double>(choice.count);
+  const double asking = 0.5 * static_cast<double>(probes);
   const double share = speaking / static_cast<double>(formats);
-  if (silent <= kFewSilent) return probes + costOfFormats(shared + silent);
-  return probes + share * costOfFormats(shared) + 1 + costOfFormats(silent);
+  if (silent <= kFewSilent) return asking + costOfFormats(shared + silent);
+  return asking + share * costOfFormats(shared) + 1 + costOfFormats(silent);
 }
 
 bool IndexBuilder::answerOf(const Choice& choice, std::uint32_t id, std::uint32_t& print) const {

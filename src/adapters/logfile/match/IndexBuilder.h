@@ -2,6 +2,7 @@
 #define QUILLON_SRC_ADAPTERS_LOGFILE_MATCH_INDEXBUILDER_H_
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "src/adapters/logfile/match/Facts.h"
@@ -41,18 +42,25 @@ class IndexBuilder {
   static constexpr std::size_t kInherited = 24;
 
   using Ranked = std::vector<Probe>;
+  using Prints = std::vector<std::uint32_t>;
+  using Answers = std::vector<std::optional<std::uint32_t>>;  ///< Of the formats of a sample, in its order.
 
-  void addRoot(const Ids& formats);
+  std::vector<Ids> groupsByHeader() const;
+  void addRoots(const Ids& formats, std::size_t most);
   void makeGates();
   Index::Ref build(const Ids& formats, const Ranked& probes, std::vector<Probe>& asked);
   Index::Ref makeNode(const Choice& choice, const Ids& formats, const Ranked& probes, std::vector<Probe>& asked,
                       Ids* silentOut);
+  Index::Ref makeByAnyWord(const Ids& formats, const std::vector<Probe>& asked, const Prints& had);
+  void addChildTable(Index::Node& node, std::size_t children);
+  void setChild(const Index::Node& node, std::uint32_t print, Index::Ref child);
   Index::Ref makeLeaf(Ids formats, const std::vector<Probe>& asked);
   Probe checkOf(std::uint32_t id, const Ids& leaf) const;
   Ids sampleOf(const Ids& formats, std::size_t most) const;
   Ranked allProbes(const Ids& sample) const;
   Choice choose(const Ids& formats, Ranked& probes) const;
-  double costOf(const Choice& choice, const Ids& sample, std::size_t formats) const;
+  Answers answersOf(Probe probe, const Ids& sample) const;
+  static double costOf(const Answers& answers, std::size_t probes, std::size_t formats);
   bool answerOf(const Choice& choice, std::uint32_t id, std::uint32_t& print) const;
 
   const Facts& facts_;

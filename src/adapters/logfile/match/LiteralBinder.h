@@ -289,7 +289,7 @@ class LiteralBinder {
     return captured;
   }
 
-  /// The length of `word` before an occurrence of `text`: see ConstComponent::select.
+  /// The length of `word` before an occurrence of `text`: see ConstComponent::cut.
   static std::size_t cut(std::string_view word, std::string_view text, int n) {
     const auto next = [&](std::size_t from) {
       const std::size_t at = word.find(text, from);
@@ -297,7 +297,7 @@ class LiteralBinder {
     };
     std::size_t at = word.find(text);
     if (at == std::string_view::npos) return word.size();
-    if (at == 0 && n >= 0 && word != text) at = next(1);
+    if (at == 0 && n >= 0) at = next(1);
     while (at != 0 && --n > 0) at = next(at + 1);
     return at;
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -24,18 +25,9 @@ class Matcher::State {
   }
 
   const Match* bind(std::string_view text, bool fromEventLog) {
-    words_.scan(text);
-    message_.reset();
-    best_ = kNone;
-    kept_ = 0;
-    // Where a newline is white space as well as part of a word, words mean nothing. With steps that stay from one
-    // format to the next, no format can be left out.
-    if ((fromEventLog && words_.hasNewline()) || words_.tooMany() || !engine_.literal.starFallback()) {
-      return bindInOrder(fromEventLog);
-    }
-    if (!engine_.fixed.empty()) tryFixed();
-    engine_.index.find(words_, [this](const Index::Candidate* candidate) { tryLeaf(candidate); });
-    return result();
+    const Match* const match = find(text, fromEventLog);
+    if (match) ++counts_[match->place].bound;
+    return match;
   }
 
   template <class Record>
@@ -51,6 +43,7 @@ class Matcher::State {
     message_.emplace(upToNul(text), fromEventLog);
     best_ = kNone;
     kept_ = 0;
+    if constexpr (!std::is_same_v<Record, NoRecorder>) recorder.begins(place);
     bindLiterally(place, recorder);
     return result();
   }
@@ -59,6 +52,21 @@ class Matcher::State {
 
  private:
   static constexpr std::uint32_t kNone = UINT32_MAX;
+
+  const Match* find(std::string_view text, bool fromEventLog) {
+    words_.scan(text);
+    message_.reset();
+    best_ = kNone;
+    kept_ = 0;
+    // Where a newline is white space as well as part of a word, words mean nothing. With steps that stay from one
+    // format to the next, no format can be left out.
+    if ((fromEventLog && words_.hasNewline()) || words_.tooMany() || !engine_.literal.starFallback()) {
+      return bindInOrder(fromEventLog);
+    }
+    if (!engine_.fixed.empty()) tryFixed();
+    engine_.index.find(words_, [this](const Index::Candidate* candidate) { tryLeaf(candidate); });
+    return result();
+  }
 
   const Match* bindInOrder(bool fromEventLog) {
     message_.emplace(std::string_view(words_.text(), words_.size()), fromEventLog);
@@ -127,7 +135,6 @@ class Matcher::State {
 
   const Match* result() {
     if (best_ == kNone) return nullptr;
-    ++counts_[best_].bound;
     match_ = {best_, formats_.eventId(best_), {values_[kept_].views.data(), values_[kept_].count}};
     return &match_;
   }

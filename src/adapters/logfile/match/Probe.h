@@ -21,6 +21,7 @@ struct Probe {
     kHead,   ///< Its first `parameter` bytes; all of a shorter one.
     kTail,   ///< Its last `parameter` bytes; all of a shorter one.
     kUpTo,   ///< Its part up to and including the first byte `parameter`; all of it when there is none.
+    kAny,    ///< Any word: of an Index::Node alone. A message gives as many answers as it has words.
   };
 
   Part part = Part::kNone;

@@ -34,6 +34,11 @@ void Words::scan(std::string_view text) {
   words_[count_] = {size_, size_};
 }
 
+bool Words::has(std::uint32_t count, const Word& word) const {
+  const auto view = [this](const Word& one) { return std::string_view(text_ + one.start, one.end - one.start); };
+  return std::any_of(words_.begin(), words_.begin() + count, [&](const Word& one) { return view(one) == view(word); });
+}
+
 inline Words::Block Words::classify(std::uint32_t at) const {
   Block block{0, 0};
 #if QUILLON_MATCH_SSE2

@@ -33,6 +33,9 @@ class Words {
   /// The word `i`; that of count() is empty and stands at the end of the text.
   const Word& operator[](std::size_t i) const { return words_[i]; }
 
+  /// True when one of the first `count` words has the text of `word`.
+  bool has(std::uint32_t count, const Word& word) const;
+
   const char* text() const { return text_; }
   std::uint32_t size() const { return size_; }                                      ///< Up to the NUL byte.
   std::uint32_t contentEnd() const { return count_ ? words_[count_ - 1].end : 0; }  ///< Behind the last word.
