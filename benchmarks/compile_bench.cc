@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "benchmarks/generated_formats.h"
@@ -12,7 +13,9 @@
 
 namespace {
 
-void compile(const char* path) { LogDriver(path, nullptr, 1).write_cds("/dev/null"); }
+void compile(const char* path) {
+  if (!LogDriver(path, nullptr, 1).write_cds("/dev/null")) std::abort();
+}
 
 /// Reads all tokens; tells the scanner where blocks begin and end, as the parser does.
 void scan(const char* path) {

@@ -2,6 +2,7 @@
 #define QUILLON_CODESET_CODESET_H_
 
 #include <cstdint>
+#include <memory>
 
 namespace quillon {
 struct Forms;
@@ -63,7 +64,7 @@ int nxl_uninit();
 /// A new codeset, or null when no table of that name is found or memory is short. A name with a slash or a backslash
 /// is a table file as it stands; any other is normalised and looked up in the alias file first. "UTF8" and
 /// "INTERNAL37" are built in. The caller frees the result.
-nxl_cs* nxl_cs_new(const char* name);
+[[nodiscard]] nxl_cs* nxl_cs_new(const char* name);
 
 /// Frees a codeset and its table. Null and the built-in objects are left alone; a codeset in use as the default is
 /// replaced there by the pass-through codeset. Returns 0.
@@ -92,8 +93,8 @@ int nxl_os_lang_name(char* buf, int len);
 /// Writes the canonical form of a locale or language name, cut to `len` - 1 bytes and terminated: the fixed one of a
 /// known name, else the first six characters with a hyphen in third place made an underscore. Returns 1 and leaves
 /// `buf` empty when anything else in those six is not an ASCII letter.
-int nxl_canonical_loc(const char* name, char* buf, int len);
-int nxl_canonical_lang(const char* name, char* buf, int len);
+[[nodiscard]] int nxl_canonical_loc(const char* name, char* buf, int len);
+[[nodiscard]] int nxl_canonical_lang(const char* name, char* buf, int len);
 
 /// Converts `src` and returns the units written to `dst`. A negative `src_len` means NUL-terminated; the result is then
 /// terminated too, and the terminator is counted. What does not fit is dropped, and so is an incomplete character at
@@ -111,16 +112,27 @@ int nxl_from_ucs2(nxl_cs* cs, const char16_t* src, int src_len, char* dst, int d
 ///   2  the source ends within a character: `*src` stands on its first byte, call again with the rest behind it.
 /// A null source ends a text: it resets the shift state of `cs` and returns 0. Towards mixed EBCDIC it first writes the
 /// shift-in that is still missing, for which the converters always leave room in the target; a null target skips that.
-int nxl_to_utf8_r(nxl_cs* cs, const char** src, int* src_left, char** dst, int* dst_left);
-int nxl_from_utf8_r(nxl_cs* cs, const char** src, int* src_left, char** dst, int* dst_left);
-int nxl_to_ucs2_r(nxl_cs* cs, const char** src, int* src_left, char16_t** dst, int* dst_left);
-int nxl_from_ucs2_r(nxl_cs* cs, const char16_t** src, int* src_left, char** dst, int* dst_left);
+[[nodiscard]] int nxl_to_utf8_r(nxl_cs* cs, const char** src, int* src_left, char** dst, int* dst_left);
+[[nodiscard]] int nxl_from_utf8_r(nxl_cs* cs, const char** src, int* src_left, char** dst, int* dst_left);
+[[nodiscard]] int nxl_to_ucs2_r(nxl_cs* cs, const char** src, int* src_left, char16_t** dst, int* dst_left);
+[[nodiscard]] int nxl_from_ucs2_r(nxl_cs* cs, const char16_t** src, int* src_left, char** dst, int* dst_left);
 
 /// nxl_to_utf8() and nxl_from_utf8() into a new buffer with room for the worst case (3 and 2 bytes for each byte of
 /// `src`). `src_len` is not negative; the result is not terminated. Null, and `*out_len` 0, when `src_len` is negative
 /// or too large for an int result, or memory is short. nxl_free() releases the buffer.
-char* nxl_tou_alloc(nxl_cs* cs, const char* src, int src_len, int* out_len);
-char* nxl_fromu_alloc(nxl_cs* cs, const char* src, int src_len, int* out_len);
+[[nodiscard]] char* nxl_tou_alloc(nxl_cs* cs, const char* src, int src_len, int* out_len);
+[[nodiscard]] char* nxl_fromu_alloc(nxl_cs* cs, const char* src, int src_len, int* out_len);
 void nxl_free(void* p);
+
+namespace quillon {
+
+struct FreeCodeset {
+  void operator()(nxl_cs* cs) const { nxl_cs_free(cs); }
+};
+
+/// A codeset that is freed with its holder.
+using Codeset = std::unique_ptr<nxl_cs, FreeCodeset>;
+
+}  // namespace quillon
 
 #endif  // QUILLON_CODESET_CODESET_H_

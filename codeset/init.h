@@ -1,6 +1,8 @@
 #ifndef QUILLON_CODESET_INIT_H_
 #define QUILLON_CODESET_INIT_H_
 
+#include <atomic>
+
 #include "codeset/codeset.h"
 
 /// Names of codesets and the process-wide choice of them. One thread at a time: names depend on the process locale,
@@ -46,7 +48,7 @@ class Registry {
   bool initialised_ = false;
   nxl_cs utf8_cs_{.kind = kUtf8Kind};
   nxl_cs os_cs_{.kind = kPassThroughKind};  ///< Text passes through unchanged; never freed.
-  nxl_cs* def_cs_ = &os_cs_;
+  std::atomic<nxl_cs*> def_cs_ = &os_cs_;   ///< May be replaced while others convert.
   nxl_cs* os_loc_cs_ = &os_cs_;
   nxl_cs* initial_cs_ = nullptr;  ///< The default that initialise() made; ours to free after another replaced it.
 };

@@ -15,21 +15,21 @@ inline constexpr int kPathBytes = 256;
 
 /// Searches the table directories: NXLDIR/codeset, NXLDIR, BINDIR/../generic/codeset and the current directory, unless
 /// setTableSearch() has said otherwise. Returns the table (release with std::free) and its size, or null and 0.
-unsigned char* get_table(const char* name, std::uint32_t* size_out);
+[[nodiscard]] unsigned char* get_table(const char* name, std::uint32_t* size_out);
 
 /// Loads the table `name` from one directory, following redirection files, five files in all. `dir` ends in "/" or is
 /// empty. Result as get_table(). Only regular files of at most 64 MiB are read. The first call in the process also
 /// looks for a file "930variant" in the directory, which takes the lower-case letters out of the EBCDIC invariant set.
-unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size_out);
+[[nodiscard]] unsigned char* load_table(const char* dir, const char* name, std::uint32_t* size_out);
 
 /// A codeset for an already normalised name, or null. Release with nxl_cs_free().
-nxl_cs* cs_new(const char* name);
+[[nodiscard]] nxl_cs* cs_new(const char* name);
 
 namespace quillon {
 
 /// A codeset over a table of at least kMinTableBytes, allocated with malloc, which it takes; null, and the table freed,
 /// when memory is short.
-nxl_cs* codesetOf(unsigned char* table, std::uint32_t size);
+[[nodiscard]] nxl_cs* codesetOf(unsigned char* table, std::uint32_t size);
 
 /// Where tables and the alias file are looked for besides what the environment names. As it stands here, the current
 /// directory is always the last place, which `quillon` has promised its users. It also means that a file that happens
@@ -57,10 +57,10 @@ bool searchesCurrentDirectory();
 std::vector<std::string> tableDirectories();
 
 /// Opens a regular file for reading; null for anything else, without waiting for a FIFO's writer.
-std::FILE* openRegularFile(const char* path);
+[[nodiscard]] std::FILE* openRegularFile(const char* path);
 
 /// Writes a path in printf style into `path`; false when it does not fit.
-[[gnu::format(printf, 2, 3)]] bool formatPath(char (&path)[kPathBytes], const char* format, ...);
+[[nodiscard, gnu::format(printf, 2, 3)]] bool formatPath(char (&path)[kPathBytes], const char* format, ...);
 
 /// The value of an environment variable, "" when it is unset.
 const char* environmentOrEmpty(const char* name);

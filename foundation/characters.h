@@ -1,6 +1,11 @@
 #ifndef QUILLON_FOUNDATION_CHARACTERS_H_
 #define QUILLON_FOUNDATION_CHARACTERS_H_
 
+#include <charconv>
+#include <cstddef>
+#include <string_view>
+
+/// For any thread.
 namespace quillon {
 
 /// Blank, tab, newline, vertical tab, form feed and carriage return, whatever the locale. A byte of 0x80 or above is
@@ -19,6 +24,19 @@ constexpr int leadingNumber(const char* text) {
   }
   return number;
 }
+
+/// The decimal text of a number, for as long as this object lives.
+class Decimal {
+ public:
+  explicit Decimal(int n) : end_(std::to_chars(text_, text_ + sizeof text_, n).ptr) {}
+  Decimal(const Decimal&) = delete;
+  Decimal& operator=(const Decimal&) = delete;
+  std::string_view view() const { return {text_, static_cast<std::size_t>(end_ - text_)}; }
+
+ private:
+  char text_[12];
+  const char* end_;
+};
 
 }  // namespace quillon
 

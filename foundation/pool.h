@@ -27,7 +27,7 @@ class Pool {
   [[nodiscard]] static void* allocate(std::size_t size) {
     if (size > kLargest) return ::operator new(size);
     Chunk* const chunk = mine_->open[sizeClass(size)];
-    return chunk ? take(chunk) : refill(sizeClass(size));
+    return chunk ? take(chunk) : refill(size);
   }
 
   /// `size` is what the block was asked for with.
@@ -89,7 +89,7 @@ class Pool {
   }
 
   static void cut(Chunk* chunk) noexcept;
-  static void* refill(std::size_t index);
+  static void* refill(std::size_t size);
   static void giveBack(void* block) noexcept;
 
   static Shelf none_;  ///< That of a thread that has none: empty.

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+/// Functions for any thread, on what they are given alone.
 namespace quillon {
 
 /// What a text begins with.
@@ -19,7 +20,7 @@ Utf8Sequence firstSequence(std::string_view text);
 /// `text` when it is well-formed UTF-8; otherwise `room`, with `text` copied into it and each maximal subpart of an
 /// ill-formed sequence replaced by one U+FFFD, as the Unicode Standard recommends (chapter 3.9, "U+FFFD Substitution of
 /// Maximal Subparts").
-std::string_view repairUtf8(std::string_view text, std::string& room);
+[[nodiscard]] std::string_view repairUtf8(std::string_view text, std::string& room);
 
 }  // namespace quillon
 

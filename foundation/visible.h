@@ -10,8 +10,8 @@ namespace quillon {
 /// character but the tab, U+0000 to U+001F and U+007F to U+009F, is shown as `\x1B`, so that it cannot move the cursor,
 /// change colours, or begin a line that was never written. So is a byte of 0x80 to 0x9F that belongs to no UTF-8
 /// character: a terminal of eight bits takes it for a control character. All else stays as it is; what comes of it
-/// cannot be taken back.
-std::string visible(std::string_view text);
+/// cannot be taken back. For any thread.
+[[nodiscard]] std::string visible(std::string_view text);
 
 }  // namespace quillon
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 
 #include "fuzz/scratch_file.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
@@ -26,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   comments_must_close = true;  // a comment without an end would be read for ever
   const quillon::ScratchFile file({reinterpret_cast<const char*>(data), size});
   LogDriver reader(file.path(), nullptr, 0);
-  reader.write_fmt("/dev/null");
+  if (!reader.write_fmt("/dev/null")) std::abort();
   std::FILE* const sink = std::fopen("/dev/null", "w");
   int index = 0;
   for (FormatSpec* format : reader.getFormats()) {

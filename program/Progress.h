@@ -9,6 +9,7 @@ namespace quillon {
 
 /// A line on the terminal of standard error that tells how far the reading of one file has come. Gone with this object.
 /// Silent when standard error is no terminal, when standard output is one, and for what has no size, such as a pipe.
+/// For the thread that reads.
 class Progress {
  public:
   explicit Progress(int descriptor);

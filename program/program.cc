@@ -11,9 +11,12 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "codeset/tables.h"
 #include "foundation/descriptor.h"
 #include "foundation/visible.h"
 #include "src/adapters/logfile/common/diagnostics.h"
+#include "src/adapters/logfile/common/eConfig.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 
 namespace quillon {
 
@@ -24,6 +27,14 @@ void prepareProcess() {
   }
   for (int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
   exitWhenMemoryIsExhausted();
+}
+
+void prepareTool() {
+  prepareProcess();
+  setTableSearch({.always_current_directory = false, .instead_of_nxldir = {}});
+  holdCodeset();
+  reporting_always = true;
+  comments_must_close = true;
 }
 
 void complain(const char* program, const char* failed, std::string_view name, int error) {

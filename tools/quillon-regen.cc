@@ -5,14 +5,10 @@
 #include <cstdlib>
 #include <string>
 
-#include "codeset/tables.h"
 #include "program/options.h"
 #include "program/program.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
-#include "src/adapters/logfile/common/diagnostics.h"
-#include "src/adapters/logfile/common/eConfig.h"
-#include "src/adapters/logfile/common/utf8_text.h"
 
 namespace {
 
@@ -28,11 +24,7 @@ bool dump(const LogDriver& reader) {
 
 /// quillon-regen [--dump] FORMATS: writes a format file as quillon has understood it.
 int main(int argc, char* argv[]) {
-  quillon::prepareProcess();
-  quillon::setTableSearch({.always_current_directory = false, .instead_of_nxldir = {}});
-  quillon::holdCodeset();
-  reporting_always = true;
-  comments_must_close = true;
+  quillon::prepareTool();
   std::string formats;
   bool dumps = false;
   CLI::App app("Reads a format file and writes it again, as quillon has understood it.", kProgram);

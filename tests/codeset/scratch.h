@@ -3,17 +3,13 @@
 
 #include <cstdlib>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "codeset/codeset.h"
 #include "tests/support/scratch.h"
 
-struct FreeCodeset {
-  void operator()(nxl_cs* cs) const { nxl_cs_free(cs); }
-};
-using Codeset = std::unique_ptr<nxl_cs, FreeCodeset>;
+using quillon::Codeset;
 
 /// A test in an empty current directory, in the C locale, with none of the variables that choose codesets. All is put
 /// back afterwards.

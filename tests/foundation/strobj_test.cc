@@ -93,6 +93,17 @@ TEST(String, EditsAndLeavesCopiesAlone) {
   }
 }
 
+// Texts of other lengths in turn: each has the room it asks for, and those beside it keep theirs.
+TEST(String, AssignsAnyLength) {
+  qlStrobj texts[3] = {"before", "", "behind"};
+  for (const std::size_t length : {3UL, 150UL, 149UL, 20UL, 500UL}) {
+    texts[1] = std::string(length, 'x').c_str();
+    EXPECT_EQ(std::string(length, 'x'), texts[1].getString());
+    EXPECT_EQ(static_cast<int>(108 * ((length + 1) / 108 + 1)), texts[1].allocated());
+    EXPECT_TRUE(texts[0] == "before" && texts[2] == "behind") << length;
+  }
+}
+
 TEST(String, RemoveAtTheStart) {
   for (const auto& [n, expected] : {std::pair(0, "abc"), {1, "bc"}, {2, "c"}, {3, "abc"}, {9, "abc"}, {-1, "abc"}}) {
     qlStrobj text("abc");

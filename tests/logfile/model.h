@@ -54,7 +54,7 @@ class ScratchFile {
   std::string text() const { return readFile(path_); }
 
  private:
-  const ScratchDirectory directory_;
+  const ScratchDirectory directory_{inMemory()};
   const std::string path_;
 };
 

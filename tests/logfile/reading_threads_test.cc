@@ -1,6 +1,7 @@
 // What two threads may do at the same time. The thread sanitizer has the last word: scripts/test tsan.
 
 #include <barrier>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
@@ -62,6 +63,23 @@ TEST_F(Threads, ReadAndBindWithFormatsOfTheirOwn) {
   EXPECT_EQ(expected[1], results[1]);
 }
 
+// What is set up on first use is set up once, and all threads see it whole. Where the locale has no table, that is also
+// the choice of a default codeset, which the first message replaces.
+TEST(FirstUseThreads, FindOneSetUp) {
+  setenv("LC_ALL", "C", 1);
+  setenv("NXLDIR", "/nonexistent", 1);
+  std::string results[3];
+  std::barrier<> together(3);
+  std::vector<std::thread> threads;
+  threads.reserve(std::size(results));
+  for (std::string& result : results) {
+    threads.emplace_back([&] { result = work("FORMAT A\n%t %5s %s*\na $2\nEND\n", "x y z 12345 ", 3, together); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const std::string& result : results) EXPECT_EQ(results[0], result);
+  EXPECT_NE(std::string::npos, results[0].find("x y z|12345|; EVENT A `a=12345' END")) << results[0];
+}
+
 constexpr const char* kBlocks =
     "FORMAT Base\n%t %s %s+\nhost $2\nmsg $3\nEND\n"
     "FORMAT Login FOLLOWS Base\n%t %s login: %s*\nuser $3\nkind LOGIN\nmsg PRINTF(\"%s\", user)\nEND\n";
@@ -72,6 +90,7 @@ TEST_F(Threads, HandModelsToEachOther) {
   std::vector<std::unique_ptr<LogDriver>> drivers(kThreads);
   for (int round = 0; round < 20; ++round) {
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
       threads.emplace_back([&driver = drivers[static_cast<std::size_t>(i + round) % kThreads]] {
         driver = std::make_unique<LogDriver>();  // destroys what another thread made

@@ -90,7 +90,7 @@ class Model {
     FileOptions options;
     options.include = {setting % 2 == 0 ? "in/*.log" : "in/*.log*"};
     if (setting / 2 % 2 == 0) options.mostOpen = 2;  // see opensFew()
-    options.watch = setting / 4 % 4 == 0;            // seldom: it takes the kernel long to end that
+    options.watch = setting / 4 % 16 == 0;           // seldom: it takes the kernel long to end that
     return options;
   }
 
@@ -422,7 +422,7 @@ class Model {
 FileSequence FileSequence::random(std::uint64_t seed) {
   std::mt19937_64 random(seed);
   FileSequence sequence;
-  sequence.setting = static_cast<unsigned>(random() % 16);
+  sequence.setting = static_cast<unsigned>(random() % 64);
   const std::size_t length = 5 + random() % 40;
   for (std::size_t i = 0; i < length; ++i) {
     const auto kind = static_cast<int>(random() % (kKinds + 6));

@@ -22,15 +22,8 @@ std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
   return text ? std::strtoull(text, nullptr, 10) : otherwise;
 }
 
-/// A directory in memory where there is one: the sequences write a lot and keep nothing.
-fs::path scratchIn(const fs::path& place) {
-  std::string name = (place / "quillon-model-XXXXXX").string();
-  return mkdtemp(name.data()) ? name : "";
-}
-
 TEST(FileModel, EveryLineArrives) {
-  const fs::path memory = scratchIn(fs::exists("/dev/shm") ? "/dev/shm" : testing::TempDir().c_str());
-  const fs::path disk = scratchIn(testing::TempDir());
+  const ScratchDirectory memory(inMemory()), disk;
   const std::uint64_t seconds = numberFrom("QUILLON_SOAK_SECONDS", 0);
   const std::uint64_t first = numberFrom("QUILLON_SEED", 1);
   const std::uint64_t count = numberFrom("QUILLON_SEQUENCES", 2000);
@@ -40,7 +33,7 @@ TEST(FileModel, EveryLineArrives) {
   std::uint64_t seed = first;
   for (; seconds ? std::chrono::steady_clock::now() < until : seed < first + count; ++seed) {
     // On disk the number of a file that was deleted is given to the next one, in memory it is not.
-    const fs::path& directory = seed % 8 == 0 ? disk : memory;
+    const fs::path& directory = (seed % 32 == 0 ? disk : memory).path();
     const char* const steps = std::getenv("QUILLON_STEPS");
     const FileSequence sequence = steps ? FileSequence::parse(steps) : FileSequence::random(seed);
     const FileVerdict verdict = runFileSequence(sequence, directory);
@@ -58,22 +51,19 @@ TEST(FileModel, EveryLineArrives) {
               static_cast<unsigned long long>(seed - first), static_cast<unsigned long long>(lines),
               static_cast<unsigned long long>(excused));
   EXPECT_LT(excused * 2, lines + 1);  // else this has shown little
-  fs::remove_all(memory);
-  fs::remove_all(disk);
 }
 
 // What the model has found before, one a line.
 TEST(FileModel, OldFaultsStayAway) {
   const char* const sequences[] = {
       "setting 0 : append(1,750) poll(5,363) append(1,699) renameLater(1,606) look(5,527)",
-      "setting 0 : kill(2,126) append(1,750) append(0,682) copy(4,571) stop(5,828) rename(5,705) wait(1,30) "
-      "move(2,624) "
-      "stop(5,16) renameLater(1,606) append(4,501) append(3,587) renameLater(1,650)",
+      ("setting 0 : kill(2,126) append(1,750) append(0,682) copy(4,571) stop(5,828) rename(5,705) wait(1,30) "
+       "move(2,624) stop(5,16) renameLater(1,606) append(4,501) append(3,587) renameLater(1,650)"),
       "setting 0 : append(4,653) poll(0,618) renameLater(3,744) look(4,783) append(4,803) renameLater(5,752)",
       "setting 1 : append(0,909) poll(3,51) move(2,255) stop(0,854) move(2,516) rewrite(0,700)",
       "setting 2 : part(4,519) wait(0,984) replace(5,860) stop(0,666) rename(5,781)",
-      "setting 2 : append(1,786) look(4,949) move(1,563) stop(2,105) append(1,408) stop(5,756) poll(1,99) stop(2,661) "
-      "copy(5,432) delete(3,689) move(1,704) truncate(1,128)",
+      ("setting 2 : append(1,786) look(4,949) move(1,563) stop(2,105) append(1,408) stop(5,756) poll(1,99) stop(2,661) "
+       "copy(5,432) delete(3,689) move(1,704) truncate(1,128)"),
       "setting 4 : append(1,440) poll(5,770) rewrite(1,605) renameLater(1,959) wait(2,975)",
       "setting 5 : link(3,862) poll(2,316) keep(4,356) rewrite(2,234) stop(5,467) rewrite(2,18)",
       "setting 7 : append(1,218) poll(3,639) copy(1,949) stop(2,997) delete(3,753)",

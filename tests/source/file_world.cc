@@ -60,8 +60,6 @@ void FileWorld::drain() {
 }
 
 void FileWorld::gap(const Gap& gap) {
-  fprintf(stderr, "   gap %s %lu-%lu %s\n", std::string(gap.path).c_str(), gap.from, gap.to,
-          std::string(gap.cause).c_str());
   gaps.push_back(
       {fs::path(gap.path).lexically_relative(directory_).string(), gap.from, gap.to, gap.open, std::string(gap.cause)});
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -11,11 +12,14 @@
 
 namespace quillon {
 
+/// Where scratch directories are in memory, if there is such a place: files by the thousand need no disk.
+inline std::string inMemory() { return access("/dev/shm", W_OK) == 0 ? "/dev/shm/" : testing::TempDir(); }
+
 /// An empty directory for the life of the object.
 class ScratchDirectory {
  public:
-  ScratchDirectory() {
-    std::string name = testing::TempDir() + "quillon-XXXXXX";
+  explicit ScratchDirectory(const std::string& parent = testing::TempDir()) {
+    std::string name = parent + "quillon-XXXXXX";
     path_ = mkdtemp(name.data());
   }
   ScratchDirectory& operator=(ScratchDirectory&&) = delete;

@@ -1,7 +1,6 @@
 #ifndef QUILLON_TOOLS_QUILLON_CODESET_COMMANDS_H_
 #define QUILLON_TOOLS_QUILLON_CODESET_COMMANDS_H_
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -42,12 +41,6 @@ int outputFailed(int error);
 
 /// Writes all of standard output; the exit status.
 int writeOutput(const std::string& text);
-
-/// A codeset that is freed with its holder.
-struct FreeCodeset {
-  void operator()(nxl_cs* cs) const { nxl_cs_free(cs); }
-};
-using Codeset = std::unique_ptr<nxl_cs, FreeCodeset>;
 
 /// The codeset of that name; null, and told, when there is none.
 Codeset openCodeset(const std::string& name);

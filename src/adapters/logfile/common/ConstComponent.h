@@ -19,6 +19,8 @@ struct FoundText {
 }  // namespace quillon
 
 /// Text that a message must hold as it stands. Never shared between formats.
+///
+/// Threads: constant once its format has been read.
 class ConstComponent : public FormatComponent {
  public:
   static void init();

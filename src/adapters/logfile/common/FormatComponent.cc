@@ -17,13 +17,8 @@
 
 namespace {
 
-constexpr quillon::ReportSite kBadFieldSite = {quillon::ReportCode::kBadField,
-                                               quillon::Severity::kError,
-                                               quillon::ReportSite::Printer::kErrorHook,
-                                               quillon::kWithPosition | quillon::kFailsRead,
-                                               quillon::kReaderLevel,
-                                               "src/adapters/logfile/common/FormatComponent",
-                                               156};
+constexpr quillon::ReportSite kBadFieldSite = quillon::errorSite(quillon::ReportCode::kBadField, quillon::kReaderLevel,
+                                                                 "src/adapters/logfile/common/FormatComponent", 156);
 
 /// The letter behind "%" and its width; NUL when `token` is not a field.
 char fieldLetter(const char* token) {

@@ -21,20 +21,14 @@
 
 namespace {
 
-using Printer = quillon::ReportSite::Printer;
-
 constexpr const char* kModule = "src/adapters/logfile/common/FormatSpec";
-constexpr quillon::ReportSite kTooManyVariablesSite = {quillon::ReportCode::kTooManyVariables,
-                                                       quillon::Severity::kError,
-                                                       Printer::kErrorHook,
-                                                       quillon::kWithPosition | quillon::kFailsRead,
-                                                       quillon::kModelLevel,
-                                                       kModule,
-                                                       242};
+constexpr quillon::ReportSite kTooManyVariablesSite =
+    quillon::errorSite(quillon::ReportCode::kTooManyVariables, quillon::kModelLevel, kModule, 242);
 
 /// Of what is odd about a format but does not make it unreadable.
 constexpr quillon::ReportSite warningSite(quillon::ReportCode code, int number) {
-  return {code, quillon::Severity::kWarning, Printer::kReporter, 0, quillon::kModelLevel, kModule, number};
+  return {code,  quillon::Severity::kWarning, quillon::ReportSite::Printer::kReporter, 0, quillon::kModelLevel, kModule,
+          number};
 }
 
 constexpr quillon::ReportSite kDroppedSite = warningSite(quillon::ReportCode::kInheritedMapDropped, 175);

@@ -58,8 +58,8 @@ class LogDriver {
 
   /// Write the class definitions of all formats, or the format file that makes them, to the file `path`, or to standard
   /// output when it is null. 1 when all was written; 0 otherwise, with the reason in errno.
-  int write_cds(const char* path);
-  int write_fmt(const char* path);
+  [[nodiscard]] int write_cds(const char* path);
+  [[nodiscard]] int write_fmt(const char* path);
 
   /// Writes all formats for debugging, if standard output is a terminal.
   void dbgdump();

@@ -3,7 +3,6 @@
 
 #include "src/adapters/logfile/common/MapSpec.h"
 
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
@@ -13,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "foundation/characters.h"
 #include "foundation/refcnt.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
 #include "src/adapters/logfile/common/Report.h"
@@ -28,37 +28,37 @@ bool isNamed(const MsgMapEntry& e, std::string_view slot) {
          std::memcmp(name.view().data(), slot.data(), slot.size()) == 0;
 }
 
-/// The text of a number, for as long as this object lives.
-class Number {
- public:
-  explicit Number(int n) : end_(std::to_chars(text_, text_ + sizeof text_, n).ptr) {}
-  std::string_view view() const { return {text_, static_cast<std::size_t>(end_ - text_)}; }
-
- private:
-  char text_[12];
-  const char* end_;
-};
-
-/// Text on its way to a stream. Keeps it until it goes, so that a class definition is one write.
+/// Text on its way to a stream, in a few large pieces.
 class Output {
  public:
-  explicit Output(FILE* stream) : stream_(stream) { text_.reserve(1000); }
+  explicit Output(FILE* stream) : stream_(stream) {}
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
   ~Output() { flush(); }
 
   void line(std::initializer_list<std::string_view> pieces) {
-    for (std::string_view piece : pieces) text_ += piece;
+    for (std::string_view piece : pieces) put(piece);
   }
 
   void flush() {
-    std::fwrite(text_.data(), 1, text_.size(), stream_);
-    text_.clear();
+    std::fwrite(buffer_, 1, used_, stream_);
+    used_ = 0;
   }
 
  private:
+  void put(std::string_view piece) {
+    if (piece.size() > sizeof buffer_ - used_) flush();
+    if (piece.size() > sizeof buffer_) {
+      std::fwrite(piece.data(), 1, piece.size(), stream_);
+    } else {
+      std::memcpy(buffer_ + used_, piece.data(), piece.size());
+      used_ += piece.size();
+    }
+  }
+
   FILE* stream_;
-  std::string text_;
+  std::size_t used_ = 0;
+  char buffer_[4096];
 };
 
 }  // namespace
@@ -189,15 +189,20 @@ void MapSpec::emitCds(FILE* stream, int index) {
 bool MapSpec::writeCds(FILE* stream, int index) {
   Output out(stream);
   out.line({"CLASS ", name.view(), "\n  SELECT\n"});
-  out.line({"    1: ATTR(=,\"_event_id\"), VALUE(=,\"", Number(index).view(), "\");\n"});
+  out.line({"    1: ATTR(=,\"_event_id\"), VALUE(=,\"", quillon::Decimal(index).view(), "\");\n"});
   int line = 2;
   for (MsgMapEntry* e : maps) {
-    if (e->selected()) out.line({"    ", Number(line++).view(), ": ATTR(=,\"", e->getName().view(), "\");\n"});
+    if (e->selected())
+      out.line({"    ", quillon::Decimal(line++).view(), ": ATTR(=,\"", e->getName().view(), "\");\n"});
   }
   if (size_ > 0) out.line({"  MAP\n"});
+  int selectedSoFar = 1;  // the first line selects the event's number
   for (MsgMapEntry* e : maps) {
+    selectedSoFar += e->selected();
     if (!e->mapped()) continue;
-    if (e->kind() == printMap) {
+    if (e->selected()) {
+      out.line({"    ", e->getName().view(), " = $V", quillon::Decimal(selectedSoFar).view(), ";\n"});
+    } else if (e->kind() == printMap) {
       const auto expansion = static_cast<const PrintMapEntry*>(e)->expand(*this);
       if (!expansion) {
         out.flush();  // what stands before it is still written, and before the report

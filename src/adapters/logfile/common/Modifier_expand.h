@@ -5,6 +5,8 @@
 
 /// The "*" modifier: any number of words, even none, up to the next constant anywhere in the format. A step more lets
 /// the field run over one more occurrence of that constant. White space between words is captured as one blank.
+///
+/// Threads: as StringComponent, here and below.
 template <class Field>
 class StarModifier : public Field {
  public:

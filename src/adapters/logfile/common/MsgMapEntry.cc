@@ -1,6 +1,5 @@
 #include "src/adapters/logfile/common/MsgMapEntry.h"
 
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -12,13 +11,8 @@
 
 namespace {
 
-constexpr quillon::ReportSite kOutOfRangeSite = {quillon::ReportCode::kVariableOutOfRange,
-                                                 quillon::Severity::kError,
-                                                 quillon::ReportSite::Printer::kErrorHook,
-                                                 quillon::kWithPosition | quillon::kFailsRead,
-                                                 quillon::kModelLevel,
-                                                 "src/adapters/logfile/common/MsgMapEntry",
-                                                 250};
+constexpr quillon::ReportSite kOutOfRangeSite = quillon::errorSite(
+    quillon::ReportCode::kVariableOutOfRange, quillon::kModelLevel, "src/adapters/logfile/common/MsgMapEntry", 250);
 
 const qlStrobj& emptyConstant() {
   static const qlStrobj quotes = qlStrobj::permanent("\"\"");
@@ -27,11 +21,7 @@ const qlStrobj& emptyConstant() {
 
 bool isQuoted(std::string_view text) { return text.starts_with('"'); }
 
-qlStrobj numbered(const char* prefix, int number) {
-  char digits[12];
-  const char* const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-  return qlStrobj(prefix).append(std::string_view(digits, static_cast<std::size_t>(end - digits)));
-}
+qlStrobj numbered(const char* prefix, int number) { return qlStrobj(prefix).append(quillon::Decimal(number).view()); }
 
 }  // namespace
 

@@ -32,7 +32,7 @@ constexpr std::string_view withoutEnds(std::string_view text) {
 }
 
 /// What became of a PRINTF.
-struct Expansion {
+struct [[nodiscard]] Expansion {
   qlStrobj text;  ///< The expression of the class definition; cut short by a fault.
   std::optional<PrintFault> fault;
   explicit operator bool() const { return !fault; }
@@ -58,9 +58,9 @@ class MsgMapEntry : public quillon::Pooled {
  public:
   /// A new entry of kind `type`, null for any other code. A `text` that begins with "-" gives an unmapped entry named
   /// by the rest.
-  static MsgMapEntry* create(const MapSpec* owner, const char* text, long type);
+  [[nodiscard]] static MsgMapEntry* create(const MapSpec* owner, const char* text, long type);
   /// A copy of `e` with another owner and no references.
-  static MsgMapEntry* create(const MapSpec* owner, MsgMapEntry* e);
+  [[nodiscard]] static MsgMapEntry* create(const MapSpec* owner, MsgMapEntry* e);
 
   MsgMapEntry& operator=(const MsgMapEntry&) = delete;
 

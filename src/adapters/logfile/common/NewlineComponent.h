@@ -4,7 +4,7 @@
 #include "src/adapters/logfile/common/ConstComponent.h"
 
 /// The "%n" field: a line break within a message. It bounds the field before it as a constant does, so it is one. There
-/// is a single, shared instance.
+/// is a single, shared instance, which any thread may use.
 class NewlineComponent : public ConstComponent {
  public:
   static void init();

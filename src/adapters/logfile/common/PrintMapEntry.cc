@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/characters.h"
 #include "src/adapters/logfile/common/MapSpec.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
 #include "src/adapters/logfile/common/shared_text.h"
@@ -91,7 +92,11 @@ class PrintExpression {
     if (argument == entry.getName()) return fail(ReportCode::kPrintCircle, entry, part, argument);
     result_.text << ", ";
     if (found->kind() != printMap) {
-      result_.text << found->expression(spec_).text;
+      if (found->selected()) {
+        result_.text.append("$V").append(Decimal(spec_.selectedUpTo(argument.view()) + 1).view());
+      } else {
+        result_.text << found->expression(spec_).text;
+      }
       return;
     }
     const auto& nested = static_cast<const PrintMapEntry&>(*found);

@@ -90,6 +90,11 @@ struct ReportSite {
   int number;  ///< Of the site within its module. Reporters in the hooks may know reports by it.
 };
 
+/// A site of errors in the format file, which counts as unreadable from then on. They are told with their position.
+constexpr ReportSite errorSite(ReportCode code, int level, const char* module, int number) {
+  return {code, Severity::kError, ReportSite::Printer::kErrorHook, kWithPosition | kFailsRead, level, module, number};
+}
+
 struct Report {
   Severity severity;
   ReportCode code;

@@ -22,6 +22,8 @@ class LogPoller {
 }  // namespace quillon
 
 /// The driver of a log source. Made from a format file alone it is the compiler.
+///
+/// Threads: as a LogDriver that reads files itself.
 class SysLogDriver : public LogDriver {
  public:
   /// Compiles `fmtfile` and writes the class definitions to standard output. Ends the process with status 1 when the

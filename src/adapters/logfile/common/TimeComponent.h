@@ -4,7 +4,7 @@
 #include "src/adapters/logfile/common/StringComponent.h"
 
 /// The "%t" field: a time stamp of three words. Nothing checks that the words look like one. There is a single, shared
-/// instance.
+/// instance, whose steps are each thread's own.
 class TimeComponent : public StringComponent {
  public:
   static void init();

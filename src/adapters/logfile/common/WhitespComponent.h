@@ -3,7 +3,8 @@
 
 #include "src/adapters/logfile/common/FormatComponent.h"
 
-/// White space between other components; its text is one blank. There is a single, shared instance.
+/// White space between other components; its text is one blank. There is a single, shared instance, which any thread
+/// may use.
 class WhitespComponent : public FormatComponent {
  public:
   static void init();

@@ -19,7 +19,7 @@ extern bool comments_must_close;
 
 /// Reads the format file `path` into `driver`. Returns 0 on success, and 1 when the file cannot be opened, has a syntax
 /// error, or if any error was reported in this process, now or in an earlier read.
-int ReadFmt(const char* path, LogDriver* driver);
+[[nodiscard]] int ReadFmt(const char* path, LogDriver* driver);
 
 /// Report about the file that is being read, with flags from diagnostics.h. A second line tells the file and, with
 /// kWithPosition, the line; that of a warning does not name the file. Both return 0.

@@ -17,7 +17,7 @@ extern int eConfig_yynerrs;  ///< Syntax errors of the last eConfig_yyparse(): t
 int eConfig_yylex();
 
 /// 0 when the file is well formed, 1 after the first syntax error.
-int eConfig_yyparse();
+[[nodiscard]] int eConfig_yyparse();
 
 /// Makes the scanner start over with `file`, outside any block.
 void eConfig_start(std::FILE* file);

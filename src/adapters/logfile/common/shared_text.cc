@@ -12,12 +12,15 @@ namespace {
 std::size_t placeOf(std::string_view text, std::size_t places) {
   std::uint64_t first = 0;
   std::uint64_t last = 0;
-  if (text.size() >= sizeof first) {
-    std::memcpy(&first, text.data(), sizeof first);
-    std::memcpy(&last, text.data() + text.size() - sizeof last, sizeof last);
-  } else {
-    for (const char c : text) first = first << 8 | static_cast<unsigned char>(c);
-  }
+  const auto ends = [&](auto piece) {
+    if (text.size() < sizeof piece) return false;
+    std::memcpy(&piece, text.data(), sizeof piece);
+    first = piece;
+    std::memcpy(&piece, text.data() + text.size() - sizeof piece, sizeof piece);
+    last = piece;
+    return true;
+  };
+  if (!ends(std::uint64_t()) && !ends(std::uint32_t()) && !ends(std::uint16_t())) ends(std::uint8_t());
   constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;
   const std::uint64_t product = ((first ^ text.size()) * kFactor ^ last) * kFactor;
   return static_cast<std::size_t>(product >> 32) % places;

@@ -22,6 +22,7 @@ nxl_cs* chooseCodeset() {
   nxl_os_cs_name(name, sizeof name);
   nxl_cs* chosen = held ? inPlaceOfC() : nullptr;
   if (!chosen) chosen = nxl_cs_new(name);
+  if (!chosen) nxl_init();  // which makes the default one, before several threads ask for it
   return chosen || !held ? chosen : nxl_get_def_cs();
 }
 

@@ -8,7 +8,7 @@
 
 namespace quillon {
 
-/// All that a FormatSet holds.
+/// All that a FormatSet holds. Once made it is only read, by any number of threads.
 struct Engine {
   Literal literal;
   FirstPass firstPass;

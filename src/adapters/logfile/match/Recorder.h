@@ -23,7 +23,8 @@ enum class Outcome {
 };
 
 /// Watches formats being tried, for those who explain it. The matcher calls it in the order of what happens, only from
-/// the entries that take one; the others know nothing of it. The base class ignores everything.
+/// the entries that take one; the others know nothing of it. The base class ignores everything. Called on the
+/// thread of the matcher.
 class Recorder {
  public:
   Recorder() = default;
