@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -13,9 +12,7 @@
 
 #include "codeset/ebcdic.h"
 #include "codeset/image.h"
-#include "foundation/descriptor.h"
 
-using quillon::Descriptor;
 using quillon::formatPath;
 
 namespace {
@@ -32,35 +29,35 @@ struct Image {
   std::uint32_t size = 0;
 };
 
-// Opens a regular file and tells its size; none for anything else. Without O_NONBLOCK a FIFO would wait for its writer.
-Descriptor openRegular(const char* path, off_t* size) {
-  Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-  struct stat status;
-  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return Descriptor();
-  *size = status.st_size;
-  return file;
-}
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
 
-bool readFully(int fd, unsigned char* to, std::size_t size) {
-  while (size > 0) {
-    const ssize_t n = read(fd, to, size);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    to += n;
-    size -= static_cast<std::size_t>(n);
+// Opens a regular file and tells its size; none for anything else. Without O_NONBLOCK a FIFO would wait for its writer.
+File openRegular(const char* path, off_t* size) {
+  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (descriptor < 0) return nullptr;
+  struct stat status;
+  File file;
+  if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) file.reset(fdopen(descriptor, "r"));
+  if (file) {
+    *size = status.st_size;
+  } else {
+    close(descriptor);
   }
-  return true;
+  return file;
 }
 
 // The whole file; no bytes when it cannot be had.
 Image readFile(const char* path) {
   off_t size = 0;
-  const Descriptor file = openRegular(path, &size);
+  const File file = openRegular(path, &size);
   if (!file || size > kMaxTableBytes) return {};
   const auto count = static_cast<std::size_t>(size);
   Image image;
   image.bytes.reset(static_cast<unsigned char*>(std::malloc(count ? count : 1)));
-  if (!image.bytes || !readFully(file.get(), image.bytes.get(), count)) return {};
+  if (!image.bytes || std::fread(image.bytes.get(), 1, count, file.get()) != count) return {};
   image.size = static_cast<std::uint32_t>(count);
   return image;
 }
@@ -151,11 +148,7 @@ std::vector<std::string> tableDirectories() {
 
 std::FILE* openRegularFile(const char* path) {
   off_t size = 0;
-  Descriptor descriptor = openRegular(path, &size);
-  if (!descriptor) return nullptr;
-  std::FILE* file = fdopen(descriptor.get(), "r");
-  if (file) static_cast<void>(descriptor.release());  // closed with the file
-  return file;
+  return openRegular(path, &size).release();
 }
 
 bool formatPath(char (&path)[kPathBytes], const char* format, ...) {

@@ -37,6 +37,11 @@ class Batch {
 
 }  // namespace
 
+bool Descriptor::close() {
+  const int descriptor = std::exchange(descriptor_, -1);
+  return descriptor < 0 || ::close(descriptor) == 0;
+}
+
 bool areOneFile(int descriptor, int other) {
   struct stat file {};
   return fstat(other, &file) == 0 && isOpenOn(descriptor, file);

@@ -1,8 +1,6 @@
 #ifndef QUILLON_FOUNDATION_DESCRIPTOR_H_
 #define QUILLON_FOUNDATION_DESCRIPTOR_H_
 
-#include <unistd.h>
-
 #include <span>
 #include <string_view>
 #include <utility>
@@ -31,10 +29,7 @@ class Descriptor {
 
   /// Closes what is held, before the end of this object. True when there was nothing to close or it went well;
   /// otherwise errno has the reason, and the descriptor is gone all the same.
-  [[nodiscard]] bool close() {
-    const int descriptor = std::exchange(descriptor_, -1);
-    return descriptor < 0 || ::close(descriptor) == 0;
-  }
+  [[nodiscard]] bool close();
 
  private:
   int descriptor_ = -1;
