@@ -92,6 +92,10 @@ TEST_F(Match, TextAndWhiteSpace) {
   for (const Case& c : cases) check(c);
   check({" ", "", 0, "a\n b", 1, "''@3"}, true);  // an event log has newlines within a line
   check({"%n", "", 0, "a\nb", 1, "''@2"}, true);
+  SysLogMsg msg(" a\nb c");
+  EXPECT_STREQ("a\nb", msg.peek().getString());  // which belongs to a word all the same
+  msg += 3;
+  EXPECT_STREQ("", msg.peek().getString());
 }
 
 /// The part of a word before an occurrence of a constant: asked for once more each time, and out of order.

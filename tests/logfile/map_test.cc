@@ -51,6 +51,7 @@ TEST_F(Map, EntriesOfEachKind) {
     MsgMapEntry* const e = addSlot(format, slot, kind, rule);
     EXPECT_EQ(expected, std::string(e->fmtMap(&format) << "; " << e->cdsMap(&format) << "; " << e->svalue(&format)));
     EXPECT_EQ("x", std::string(e->getName().view()));
+    EXPECT_TRUE(kind != notifMap || static_cast<const NotifMapEntry*>(e)->getText() == "text");
 
     MapSpec copies("C");
     copies.copySlots(&format);

@@ -1,3 +1,11 @@
+// Where a field ends that a constant bounds. The field "%s" of "%s:x", held against the word "a:b:c", is asked to end
+// at occurrence 1, then 2, then 3 of ":": behind 1 byte, behind 3, and, for there is no third one, behind none, which
+// is a failure. An occurrence at the very start is passed over, as long as another one follows.
+//
+// Cost: a short word is searched from its start each time. In a long one the search goes on from the occurrence that
+// was found last, so that all attempts together read it once. Nothing here knows of other fields or of the whole
+// message.
+
 #include "src/adapters/logfile/common/ConstComponent.h"
 
 #include <algorithm>

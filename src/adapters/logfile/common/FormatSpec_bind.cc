@@ -7,9 +7,8 @@
 // Its components are three fields and what stands between them: "%s", ":", " ", "%s*", " ", "in", " ", "%s". What can
 // end a field is known before: ":" for the first, the next constant of all, "in", for the star, nothing for the last.
 //
-//   steps  The cursor stands at the start. The first field has 0 steps; it makes that 1, as a field does that a
-//   constant
-//          bounds, and ends before the first ":": $1 is "sshd". ":" and the blank match.
+//   steps  The cursor stands at the start. The first field has 0 steps; it makes that 1, as a field with a bound does,
+//          and ends before the first ":": $1 is "sshd". ":" and the blank match.
 //          The star takes words up to the first "in": $2 is "error", its steps are 1. " ", "in", " " match.
 //          The last field takes one word: $3 is "file". But the message goes on, so this is a failure.
 //   back   The field where it failed has no other end (its steps are -1: nothing bounds it). The field before it, the
@@ -18,8 +17,7 @@
 //          " ", "in", " " match, $3 is "core", the message is at its end: bound.
 //
 //   limit  Each failure counts. After the 100th that was got over, the next one ends the bind; otherwise a line with
-//   many
-//          occurrences would keep a format busy for as many attempts as there are ways to choose among them.
+//          many occurrences would keep a format busy for as many attempts as there are ways to choose among them.
 //   first  Going back past the field that failed stops before the first one: that is tried again only when it is itself
 //          what failed. Format files in use rely on which messages they do not match.
 //

@@ -8,7 +8,8 @@
 //
 // A plus field takes its first word as a plain field does and lets a star of its own take the rest, with one step less.
 //
-// Cost: the text up to the end of the field, once for each attempt.
+// Cost: the text up to the end of the field, once for each attempt. A field does not look at what stands behind its
+// bound: whether that was the right end is found out by the components that follow, and told by another attempt.
 
 #include "src/adapters/logfile/common/Modifier_expand.h"
 

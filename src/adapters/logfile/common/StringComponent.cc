@@ -1,3 +1,10 @@
+// A plain field takes the word at the cursor, or the part of it before its bound. "%s" before ":" takes "a" of
+// "a:b:c d" in its first attempt, "a:b" in its second; in the third there is no ":" left, so it fails. Of "abc d" it
+// takes "abc", and since ":" is not in the word, its steps become -1: there is no other end. A width shortens what is
+// kept, not what is taken, unless `newStringMeaning` says so.
+//
+// Cost: a search of the word for each attempt (ConstComponent.cc). A field never goes beyond its word.
+
 #include "src/adapters/logfile/common/StringComponent.h"
 
 #include "foundation/characters.h"
