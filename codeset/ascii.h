@@ -131,7 +131,7 @@ class PageTarget : public PlainTarget<unsigned char> {
   const unsigned char* singles() const requires(kLongest == 1) { return forms_->singles; }
   static int formBytes(std::uint32_t form) {
     if constexpr (kLongest <= 2) return kLongest == 1 || form <= 0xFF ? 1 : 2;
-    return (std::bit_width(form | 1) + 7) / 8;
+    return static_cast<int>(std::bit_width(form | 1) + 7) / 8;
   }
   const std::uint32_t* codes() const { return forms_ ? forms_->codes : nullptr; }
 

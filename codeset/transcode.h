@@ -200,7 +200,7 @@ class BlockConverter {
   Place convertRun(const Byte* in, int count, Byte* out) {
     const std::uint32_t* const forms = forms_;
     for (int i = 0; i < count; ++i) {
-      const std::uint32_t form = Source::template formOf<kBytes>(forms, in + kBytes * i);
+      const std::uint32_t form = Source::template formOf<kBytes>(forms, in + std::ptrdiff_t{kBytes} * i);
       if (form == 0) [[unlikely]]
         return {kBytes * i, out, false};
       out = putForm(form, out);
