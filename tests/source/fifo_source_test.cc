@@ -21,8 +21,10 @@ namespace {
 
 class Fifo : public testing::Test {
  protected:
-  std::unique_ptr<FifoSource> open(std::size_t longest = 100) {
-    return FifoSource::open({.path = path_, .mode = 0620, .longest = longest, .joining = {}}, notices_, error_);
+  std::unique_ptr<FifoSource> open(std::size_t longest = 100, bool indented = false) {
+    FifoOptions options{.path = path_, .mode = 0620, .longest = longest, .joining = {}};
+    options.joining.indented = indented;
+    return FifoSource::open(options, notices_, error_);
   }
   void write(const std::string& text) const {
     const Descriptor fifo(::open(path_.c_str(), O_WRONLY));
@@ -80,6 +82,16 @@ TEST_F(Fifo, TurnsToTheOneThatReplacedIt) {
   write("new\n");  // it was made again
   EXPECT_EQ("new|", linesOf(*source, now_, 1));
   EXPECT_EQ(1U, notices_.texts.size());
+}
+
+TEST_F(Fifo, JoinsWhatCameInTime) {
+  auto source = open(100, true);
+  ASSERT_TRUE(source) << error_;
+  write("E boom\n");
+  EXPECT_EQ("", linesOf(*source, now_, 1, Duration(1), 1));
+  write(" at x\n");
+  now_ += std::chrono::minutes(1);  // nobody read in the meantime
+  EXPECT_EQ("E boom\n at x|", linesOf(*source, now_, 1));
 }
 
 TEST_F(Fifo, RefusesWhatIsNone) {
@@ -190,6 +202,23 @@ TEST(Stream, IsReadToItsEnd) {
   EXPECT_TRUE(writing.close());
   EXPECT_EQ("cd|e|", linesOf(source, now, 9));
   EXPECT_TRUE(source.ended());
+}
+
+TEST(Stream, GivesOthersTheirTurn) {
+  const ScratchDirectory directory;
+  const std::string path = directory.path() / "endless";
+  writeFile(path, "");
+  std::filesystem::resize_file(path, std::uintmax_t{64} << 20);  // no newline in it
+  const Descriptor file(::open(path.c_str(), O_RDONLY));
+  CollectedNotices notices;
+  StreamSource source(file.get(), {.path = "-", .longest = 10, .joining = {}}, notices);
+  const TimePoint now = TimePoint() + std::chrono::hours(1);
+  Message message;
+  int calls = 1;
+  for (; !source.next(now, message); ++calls) ASSERT_GE(now, source.deadline());
+  EXPECT_LE(32, calls);
+  EXPECT_EQ(10U, message.text.size());
+  EXPECT_TRUE(message.cut);
 }
 
 }  // namespace

@@ -211,8 +211,7 @@ class Model {
         break;
       case kDelete:
         remove(log);
-        for (auto* const looked : {&looked_, &keptLooked_})
-          looked->erase(log);  // it may be forgotten with its last file
+        forgetPath(log);
         break;
       case kReplace:  // the file system may give the new file the number of the old one
         if (!exists(log)) break;
@@ -236,9 +235,12 @@ class Model {
         if (exists(log) && !exists(out)) {
           rename(log, out);
           // Unless the source has it open nobody finds it there, and when it comes back it is new.
-          for (const auto& line : text(out).lines) line->maybeAgain |= !world_.isRunning() || opensFew();
+          if (world_.isRunning() && !opensFew()) break;
+          for (const auto& line : text(out).lines) line->maybeAgain = true;
+          forgetPath(log);
         } else if (!exists(log) && exists(out)) {
           rename(out, log);
+          forget(text(log));
         }
         break;
       }
@@ -283,6 +285,18 @@ class Model {
         break;
     }
     collect();
+  }
+
+  /// The source may forget a path with its last file.
+  void forgetPath(const std::string& path) {
+    for (auto* const looked : {&looked_, &keptLooked_}) looked->erase(path);
+  }
+
+  /// The source may have told a file to be gone that comes back: it knows it again when it has looked at it here.
+  void forget(Text& text) {
+    if (text.lines.empty() || !text.lines.front()->maybeAgain) return;
+    text.known = false;
+    keptKnown_.erase(&text);
   }
 
   void truncate(const std::string& path) {

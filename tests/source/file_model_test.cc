@@ -66,6 +66,7 @@ TEST(FileModel, OldFaultsStayAway) {
        "copy(5,432) delete(3,689) move(1,704) truncate(1,128)"),
       "setting 4 : append(1,440) poll(5,770) rewrite(1,605) renameLater(1,959) wait(2,975)",
       "setting 5 : link(3,862) poll(2,316) keep(4,356) rewrite(2,234) stop(5,467) rewrite(2,18)",
+      "setting 23 : append(1,633) poll(0,588) move(5,21) poll(0,691) move(3,772) copy(3,846) delete(1,955)",
       "setting 7 : append(1,218) poll(3,639) copy(1,949) stop(2,997) delete(3,753)",
       "setting 7 : part(1,393) poll(4,612) copy(5,160) poll(0,769) truncate(4,64) copy(5,192)",
   };

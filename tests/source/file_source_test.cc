@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/source/file_world.h"
+#include "tests/source/source_lines.h"
 #include "tests/support/scratch.h"
 
 namespace quillon {
@@ -16,14 +17,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Runs a script, one step a word list: what happens to files, and what the source does. "$" in a text is a newline.
+/// Runs a script, one step a word list: what happens to files, and what the source does. "$" in a text is a newline,
+/// "~" a blank.
 class FileSourceScript : public testing::Test {
  protected:
   void step(FileWorld& world, const std::string& line) {
     std::istringstream words(line);
     std::string verb, one, two;
     words >> verb >> one >> two;
-    for (std::string* text : {&one, &two}) std::replace(text->begin(), text->end(), '$', '\n');
+    for (std::string* text : {&one, &two}) {
+      std::replace(text->begin(), text->end(), '$', '\n');
+      std::replace(text->begin(), text->end(), '~', ' ');
+    }
     if (verb == "add") {
       world.append(one, two);
     } else if (verb == "move") {
@@ -121,6 +126,106 @@ TEST_F(FileSourceScript, KeepsFilesApart) {
       options.watch = watch;
       EXPECT_EQ(c.expected, run(c.script, options)) << c.script << (watch ? "" : " (polling)");
     }
+  }
+}
+
+// The next look is later than a message waits, but all its lines were there before.
+TEST_F(FileSourceScript, JoinsWhatCameInTime) {
+  const char* const scripts[] = {
+      "add a E$; start; look; add a ~at$; look; look",
+      "add a E$; start; look; move a a.1; add a ~at$; look; look",
+      "add a E$; start; look; move a a.1; add a.1 ~at$; look; look",
+      "add a E$; start; look; copy a a.1; cut a 0; add a ~at$N$; look",
+  };
+  for (const char* const script : scripts) {
+    for (const bool watch : {true, false}) {
+      FileOptions options{.include = {"a"}, .exclude = {}, .pollInterval = std::chrono::hours(1), .joining = {}};
+      options.watch = watch;
+      options.joining.indented = true;
+      EXPECT_EQ("a:E\n at", run(script, options)) << script << (watch ? "" : " (polling)");
+    }
+  }
+}
+
+// The original was read on while it was copied, and then cut.
+TEST_F(FileSourceScript, KnowsACopyThatIsShorter) {
+  std::string script = "start; look";
+  std::string expected;
+  for (int i = 10; i < 50; ++i) {
+    const std::string line = std::to_string(i) + std::string(97, 'x');
+    script += "; add a " + line + "$; look";
+    expected += "a:" + line + ' ';
+  }
+  EXPECT_EQ(expected + "a:new gap(a,4000-4000,overwritten)",
+            run(script + "; copy a a.1; cut a.1 2000; cut a 0; add a new$; look",
+                {.include = {"a"}, .exclude = {}, .joining = {}}));
+}
+
+TEST(FileSource, GivesOthersTheirTurn) {
+  const ScratchDirectory directory;
+  FileWorld world(directory.path(), {.include = {"*"}, .exclude = {}, .longest = 10, .joining = {}});
+  world.append("endless", "");
+  fs::resize_file(world.at("endless"), std::uintmax_t{64} << 20);  // no newline in it
+  world.append("other", "1\n");
+  world.start();
+  const TimePoint now = TimePoint() + std::chrono::hours(1);
+  int calls = 0;
+  do {
+    world.read();
+    ++calls;
+  } while (world.source_->deadline() <= now && calls < 1000);
+  EXPECT_LE(32, calls);
+  EXPECT_GT(200, calls);
+  ASSERT_EQ(1U, world.delivered.size());
+  EXPECT_EQ("1", world.delivered[0].text);
+  EXPECT_EQ(64U << 20, world.source_->counters().lag);
+  world.drain();
+  ASSERT_EQ(2U, world.delivered.size());
+  EXPECT_EQ(11U, world.delivered[1].text.size());  // with the mark of a cut one
+}
+
+TEST(FileSource, ReadsLongLines) {
+  const std::string line(3 << 20, 'x');
+  for (const std::size_t longest : {std::size_t{10}, std::size_t{2} << 20, std::size_t{4} << 20}) {
+    const ScratchDirectory directory;
+    FileWorld world(directory.path(), {.include = {"*"}, .exclude = {}, .longest = longest, .joining = {}});
+    world.append("a", "first\n" + line);
+    world.start();
+    for (int i = 0; i < 50; ++i) world.read();
+    world.append("a", "\nnext\n" + line);
+    world.wait(std::chrono::seconds(1));
+    for (int i = 0; i < 50; ++i) world.read();
+    world.drain();
+    const std::string expected = line.substr(0, longest) + (longest < line.size() ? "+" : "");
+    ASSERT_EQ(4U, world.delivered.size()) << longest;
+    EXPECT_TRUE(expected == world.delivered[1].text) << longest;
+    EXPECT_EQ("next", world.delivered[2].text);
+    EXPECT_TRUE(expected == world.delivered[3].text) << longest;
+    EXPECT_EQ(0U, world.gaps.size());
+  }
+}
+
+TEST(FileSource, TellsWhatWaits) {
+  const ScratchDirectory directory;
+  FileWorld world(directory.path(), {.include = {"a"}, .exclude = {}, .joining = {}});
+  world.append("a", "1\n22\n");
+  world.start();
+  world.read(1);
+  EXPECT_EQ(3U, world.source_->counters().lag);
+  world.read();
+  EXPECT_EQ(0U, world.source_->counters().lag);
+  EXPECT_EQ(1U, world.source_->counters().watching);
+}
+
+TEST(FileSource, BeginsAtTheEndOnlyOnce) {
+  const ScratchDirectory directory;
+  writeFile(directory.path() / "a", "1\n");
+  for (const bool damaged : {false, true}) {
+    CollectedNotices notices;
+    FileSource source({.include = {directory.path() / "a"}, .exclude = {}, .fromEnd = true, .joining = {}}, {}, notices,
+                      damaged);
+    TimePoint now;
+    EXPECT_EQ(damaged ? "1|" : "", linesOf(source, now, 1, Duration(1), 1));
   }
 }
 

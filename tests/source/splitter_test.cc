@@ -31,7 +31,8 @@ std::string split(Splitter& splitter, const std::string& text, std::size_t step,
     while (splitter.next(frame)) take();
   }
   if (end && splitter.finish(frame)) take();
-  return seen + std::to_string(bytes) + (splitter.isBroken() ? " broken" : "");
+  return seen + std::to_string(bytes) + (splitter.isBroken() ? " broken" : "") +
+         (splitter.endedShort() ? " short" : "");
 }
 
 TEST(Splitter, TakesLines) {
@@ -46,6 +47,8 @@ TEST(Splitter, TakesLines) {
       {"abcdefg\nabcdefgh\nx\n", "abcdefg|abcdefg+|x|19"},  // seven bytes are the limit
       {x + "\nnext\n", "xxxxxxx+|next|20006"},
       {x, "xxxxxxx+|20000"},
+      {"12345\u00E4\n123456\u00E4\n12345\u20AC\n", "12345\u00E4|123456+|12345+|26"},  // not within a character
+      {"1234\U0001F600\n12345\x9C\xAC\xAC\n", "1234+|12345\x9C\xAC+|18"},             // but these bytes are none
   };
   for (const auto& c : cases) {
     for (const std::size_t step : {1, 3, 4096}) {
@@ -63,8 +66,11 @@ TEST(Splitter, TakesCountedOctets) {
       {"1 a3 b\nc", "a|b\nc|8"},
       {"7 abcdefg8 abcdefgh1 x", "abcdefg|abcdefg+|x|22"},
       {"20000 " + x + "1 y", "xxxxxxx+|y|20009"},
-      {"5 abc", "abc+|5"},  // the peer went away
-      {"5 ", "0"},
+      {"5 abc", "abc|5 short"},  // the peer went away
+      {"5 ", "0 short"},
+      {"12", "0 short"},
+      {"1 a", "a|3"},
+      {"8 123456\u00E4", "123456+|10"},
       {"0 a", "0 broken"},
       {"01 a", "0 broken"},
       {"1 a<13>b", "a|3 broken"},
@@ -90,6 +96,7 @@ TEST(LineJoiner, JoinsIndentedLines) {
       {{" a", " b", "", " c"}, " a$ b|$ c|"},  // nothing before the first; an empty line is not indented
       {{"abcdef", " bcdef", "c"}, "abcdef$ b+|c|"},
       {{"abcdefghi", " b"}, "abcdefghi+|"},
+      {{"abcde", " b\u00E4"}, "abcde$ b+|"},
   };
   for (const auto& c : cases) {
     LineJoiner joiner(9);

@@ -79,7 +79,7 @@ TEST(StateFile, LosesOnlyWhatIsDamaged) {
     EXPECT_FALSE(StateFile::parse(text, kept)) << i;
     EXPECT_LE(2U, kept["s"].size()) << text;
     StateFile::Kept cut;
-    StateFile::parse(good.substr(0, i), cut);
+    static_cast<void>(StateFile::parse(good.substr(0, i), cut));  // it survives it
   }
   writeFile(path, "rubbish");
   EXPECT_TRUE(StateFile::open(path, error, trouble));

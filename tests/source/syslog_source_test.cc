@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -50,8 +51,18 @@ TEST_F(Syslog, TakesDatagramsAsTheyStand) {
   const auto source = DatagramSource::open({.address = "127.0.0.1:0", .longest = 8}, notices_, error_);
   ASSERT_TRUE(source) << error_;
   const Descriptor peer = peerOf(source->address(), SOCK_DGRAM);
-  for (const char* text : {"<13>a\n", "", "a\nb\n", "12345678", "123456789"}) sendTo(peer, text);
-  EXPECT_EQ("<13>a|a\nb|12345678|12345678+|", lines(*source, 4));
+  for (const char* text : {"<13>a\n", "", "a\nb\n", "12345678\n", "123456789\n", "1234567\u00E4"}) sendTo(peer, text);
+  EXPECT_EQ("<13>a|a\nb|12345678|12345678+|1234567+|", lines(*source, 5));
+  Message message;
+  sendTo(peer, "one");
+  ASSERT_TRUE(source->next(now_, message));
+  const std::uint64_t stream = message.stream;
+  sendTo(peerOf(source->address(), SOCK_DGRAM), "other");
+  ASSERT_TRUE(source->next(now_, message));
+  EXPECT_NE(stream, message.stream);
+  sendTo(peer, "one again");
+  ASSERT_TRUE(source->next(now_, message));
+  EXPECT_EQ(stream, message.stream);
   sendTo(peer, "last");
   source->finish(Finish::kStop);
   EXPECT_EQ("last|", lines(*source, 9));
@@ -61,7 +72,8 @@ TEST_F(Syslog, TakesDatagramsAsTheyStand) {
 TEST_F(Syslog, TakesUnixDatagrams) {
   const ScratchDirectory directory;
   const std::string path = directory.path() / "log";
-  auto source = DatagramSource::open({.address = path, .mode = 0622}, notices_, error_);
+  const DatagramOptions options{.address = path, .local = true, .mode = 0622};
+  auto source = DatagramSource::open(options, notices_, error_);
   ASSERT_TRUE(source) << error_;
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
@@ -74,20 +86,26 @@ TEST_F(Syslog, TakesUnixDatagrams) {
   ASSERT_TRUE(source->next(now_, message));
   EXPECT_EQ("hi", message.text);
   EXPECT_EQ(path, message.path);
+  const std::uint64_t stream = message.stream;
+  const pid_t child = fork();
+  if (child == 0) _exit(send(peer.get(), "other", 5, 0) == 5 ? 0 : 1);
+  ASSERT_EQ(child, waitpid(child, nullptr, 0));
+  ASSERT_TRUE(source->next(now_, message));
+  EXPECT_NE(stream, message.stream);
 
-  EXPECT_FALSE(DatagramSource::open({.address = path}, notices_, error_));
+  EXPECT_FALSE(DatagramSource::open(options, notices_, error_));
   EXPECT_NE(std::string::npos, error_.find("in use by process")) << error_;
   source.reset();
   EXPECT_FALSE(std::filesystem::exists(path));
   {
     const Descriptor dead(socket(AF_UNIX, SOCK_DGRAM, 0));  // leaves its socket behind
     ASSERT_EQ(0, bind(dead.get(), target, sizeof address));
-    EXPECT_FALSE(DatagramSource::open({.address = path}, notices_, error_));
+    EXPECT_FALSE(DatagramSource::open(options, notices_, error_));
     EXPECT_EQ(path + ": another process listens there", error_);
   }
-  EXPECT_TRUE(DatagramSource::open({.address = path}, notices_, error_)) << error_;
+  EXPECT_TRUE(DatagramSource::open(options, notices_, error_)) << error_;
   writeFile(path, "text");
-  EXPECT_FALSE(DatagramSource::open({.address = path}, notices_, error_));
+  EXPECT_FALSE(DatagramSource::open(options, notices_, error_));
   EXPECT_EQ(path + ": is not a socket", error_);
 }
 
@@ -106,7 +124,8 @@ TEST_F(Syslog, TakesConnectionsApart) {
       {Framing::kAuto, "0123456789012345\nx\n", "", true},
       {Framing::kNewline, "0123456789012345\nx\n", "0123456789+|x|", false},
       {Framing::kAuto, "12 0123456789ab1 x", "0123456789+|x|", false},
-      {Framing::kAuto, "9 cut", "cut+|", false},
+      {Framing::kAuto, "9 short", "short|", true},
+      {Framing::kAuto, "12", "", true},
   };
   for (const auto& c : cases) {
     const auto source = openTcp({.address = "127.0.0.1:0", .framing = c.framing, .longest = 10, .joining = {}});
@@ -150,7 +169,20 @@ TEST_F(Syslog, LimitsConnections) {
   EXPECT_TRUE(source->ended());
 }
 
+TEST_F(Syslog, JoinsWhatCameInTime) {
+  const auto source = openTcp({.address = "127.0.0.1:0", .joining = {.indented = true}});
+  const Descriptor peer = peerOf(source->address(), SOCK_STREAM);
+  sendTo(peer, "E boom\n");
+  EXPECT_EQ("", lines(*source, 1, 20));
+  sendTo(peer, " at x\n");
+  now_ += std::chrono::minutes(1);  // nobody read in the meantime
+  EXPECT_EQ("E boom\n at x|", lines(*source, 1));
+}
+
 TEST_F(Syslog, TellsWhyItCannotListen) {
+  const ScratchDirectory directory;
+  const std::string path = directory.path() / "log:514";
+  EXPECT_FALSE(DatagramSource::open({.address = path}, notices_, error_));  // a path only where it is said to be one
   for (const char* address : {"127.0.0.1", "127.0.0.1:", "::1:514", "no such host.invalid:514"}) {
     EXPECT_FALSE(TcpSource::open({.address = address, .joining = {}}, notices_, error_)) << address;
     EXPECT_EQ(0U, error_.find(address)) << error_;

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <utility>
 
+#include "src/adapters/logfile/source/Splitter.h"
+#include "src/adapters/logfile/source/fingerprint.h"
 #include "src/adapters/logfile/source/sockets.h"
 
 namespace quillon {
@@ -16,6 +18,8 @@ namespace {
 
 /// No datagram of UDP is longer, and those of Unix sockets seldom are.
 constexpr std::size_t kMostBytes = std::size_t{256} << 10;
+/// What a datagram counts at least of what may be read at once: many small ones take their time too.
+constexpr std::size_t kLeastCount = 1024;
 
 bool unixAddress(const std::string& path, sockaddr_un& address) {
   address = {};
@@ -25,26 +29,34 @@ bool unixAddress(const std::string& path, sockaddr_un& address) {
   return true;
 }
 
-bool isUnixPath(const std::string& address) { return address.find('/') != std::string::npos; }
-
-/// The counter of datagrams dropped that came with a message.
-std::uint32_t overrunIn(msghdr& header, std::uint32_t otherwise) {
+/// What came with a message of this type; `otherwise` when nothing did.
+template <typename Value>
+Value controlOf(msghdr& header, int type, Value otherwise) {
   for (cmsghdr* c = CMSG_FIRSTHDR(&header); c; c = CMSG_NXTHDR(&header, c)) {
-    if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SO_RXQ_OVFL) {
+    if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == type && c->cmsg_len >= CMSG_LEN(sizeof otherwise)) {
       std::memcpy(&otherwise, CMSG_DATA(c), sizeof otherwise);
     }
   }
   return otherwise;
 }
 
+/// A number for who sent the message.
+std::uint64_t senderOf(msghdr& header) {
+  std::string sender(static_cast<const char*>(header.msg_name), header.msg_namelen);
+  sender += std::to_string(controlOf(header, SCM_CREDENTIALS, ucred{}).pid);
+  return hashOf(sender);
+}
+
 }  // namespace
 
 DatagramSource::DatagramSource(const DatagramOptions& options, Descriptor socket)
     : socket_(std::move(socket)),
-      room_(std::min(kMostBytes, options.longest)),
+      longest_(std::min(kMostBytes, options.longest)),
+      room_(longest_ + 1),
       buffer_(std::make_unique_for_overwrite<char[]>(room_)) {
   const int on = 1;
   setsockopt(socket_.get(), SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof on);
+  if (options.local) setsockopt(socket_.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
   setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &options.receiveBuffer, sizeof options.receiveBuffer);
   setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUFFORCE, &options.receiveBuffer, sizeof options.receiveBuffer);
   counters_.watching = 1;
@@ -52,19 +64,19 @@ DatagramSource::DatagramSource(const DatagramOptions& options, Descriptor socket
 
 std::unique_ptr<DatagramSource> DatagramSource::open(const DatagramOptions& options, SourceObserver& /*observer*/,
                                                      std::string& error) {
-  const bool local = isUnixPath(options.address);
   std::unique_ptr<LockFile> lock;
-  if (local) {
+  if (options.local) {
     lock = LockFile::take(options.address + ".lock", error);
     if (!lock) {
       error = options.address + ": " + error;
       return nullptr;
     }
   }
-  Descriptor socket = local ? openUnixSocket(options, error) : openInternetSocket(options.address, SOCK_DGRAM, error);
+  Descriptor socket =
+      options.local ? openUnixSocket(options, error) : openInternetSocket(options.address, SOCK_DGRAM, error);
   if (!socket) return nullptr;
   std::unique_ptr<DatagramSource> source(new DatagramSource(options, std::move(socket)));
-  source->address_ = local ? options.address : boundAddress(source->socket_.get());
+  source->address_ = options.local ? options.address : boundAddress(source->socket_.get());
   source->lock_ = std::move(lock);
   return source;
 }
@@ -103,10 +115,11 @@ DatagramSource::~DatagramSource() {
 
 bool DatagramSource::next(TimePoint now, Message& message) {
   if (finishing_ && !stopBy_) stopBy_ = now + std::chrono::seconds(1);
-  while (!ended_) {
+  allowance_.begin();
+  while (!ended_ && !allowance_.isUsedUp(now)) {
     sockaddr_storage sender = {};
     iovec part{.iov_base = buffer_.get(), .iov_len = room_};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(std::uint32_t))];
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(std::uint32_t)) + CMSG_SPACE(sizeof(ucred))];
     msghdr header = {};
     header.msg_name = &sender;
     header.msg_namelen = sizeof sender;
@@ -120,15 +133,18 @@ bool DatagramSource::next(TimePoint now, Message& message) {
       ended_ = finishing_;
       return false;
     }
-    const std::uint32_t overrun = overrunIn(header, lastOverrun_);
+    const std::uint32_t overrun = controlOf(header, SO_RXQ_OVFL, lastOverrun_);
     counters_.overrun += overrun - std::exchange(lastOverrun_, overrun);  // the kernel's counter may wrap
     const auto bytes = static_cast<std::size_t>(count);
     std::string_view text(buffer_.get(), std::min(bytes, room_));
-    const bool cut = bytes > room_;
-    if (!cut && !text.empty() && (text.back() == '\n' || text.back() == '\0')) text.remove_suffix(1);
+    allowance_.took(std::max(bytes, kLeastCount));
+    if (bytes <= room_ && !text.empty() && (text.back() == '\n' || text.back() == '\0')) text.remove_suffix(1);
+    const bool cut = text.size() > longest_;
+    if (cut) text = withoutCutCharacter(text.substr(0, longest_));
     if (text.empty()) continue;
     if (!lock_) sender_ = hostOf(sender, header.msg_namelen);
-    message = {.text = text, .path = lock_ ? address_ : sender_, .stream = 0, .position = {}, .cut = cut};
+    message = {
+        .text = text, .path = lock_ ? address_ : sender_, .stream = senderOf(header), .position = {}, .cut = cut};
     this->count(message, bytes);
     return true;
   }

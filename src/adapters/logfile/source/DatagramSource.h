@@ -17,26 +17,31 @@ namespace quillon {
 
 struct DatagramOptions {
   std::string address;            ///< "HOST:PORT" for UDP, or the path of a Unix socket, such as /dev/log.
+  bool local = false;             ///< It is a path.
   mode_t mode = 0666;             ///< Of the Unix socket, whatever the umask.
   std::size_t longest = 1 << 20;  ///< Of a message, in bytes.
   int receiveBuffer = 4 << 20;    ///< What the kernel shall keep while nobody reads, in bytes; it may give less.
+
+  bool operator==(const DatagramOptions&) const = default;
 };
 
 /// Syslog by UDP or a Unix datagram socket: a datagram is a message as it stands, but for one newline or NUL at its
-/// end. An empty one is none. The path of a message is the sender's address, or that of the Unix socket.
+/// end. An empty one is none. The path of a message is the sender's address, or that of the Unix socket. Each sender is
+/// a stream of its own: told by address and port, or by the process, since those who send to a Unix socket seldom have
+/// an address.
 ///
 /// A Unix socket is guarded by a lock file, PATH.lock; one that a dead process left is made anew, one that somebody
 /// listens to is refused. It is removed at the end.
 class DatagramSource : public Source {
  public:
   /// Null when the socket cannot be had, with the reason in `error`.
-  static std::unique_ptr<DatagramSource> open(const DatagramOptions& options, SourceObserver& observer,
-                                              std::string& error);
+  [[nodiscard]] static std::unique_ptr<DatagramSource> open(const DatagramOptions& options, SourceObserver& observer,
+                                                            std::string& error);
   ~DatagramSource() override;
 
   bool next(TimePoint now, Message& message) override;
   int descriptor() const override { return socket_.get(); }
-  TimePoint deadline() const override { return TimePoint::max(); }
+  TimePoint deadline() const override { return allowance_.resumeAt(); }
   /// Either way what the kernel holds is read before the end, for a second at most.
   void finish(Finish how) override;
   bool ended() const override { return ended_; }
@@ -52,7 +57,8 @@ class DatagramSource : public Source {
   std::unique_ptr<LockFile> lock_;  ///< Null for UDP, and while nothing of the Unix socket is ours.
   Descriptor socket_;
   std::string address_;
-  std::size_t room_;
+  std::size_t longest_;
+  std::size_t room_;  ///< For the longest and what is taken off its end.
   std::unique_ptr<char[]> buffer_;
   std::string sender_;
   std::uint32_t lastOverrun_ = 0;

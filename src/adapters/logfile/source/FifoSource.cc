@@ -74,6 +74,7 @@ bool FifoSource::openFifo(std::string& error) {
 
 bool FifoSource::next(TimePoint now, Message& message) {
   std::uint64_t bytes = 0;
+  allowance_.begin();
   while (!ended_) {
     if (stream_.next(now, message, bytes)) {
       count(message, bytes);
@@ -85,7 +86,12 @@ bool FifoSource::next(TimePoint now, Message& message) {
       if (!ended_) count(message, bytes);
       return !ended_;
     }
+    if (allowance_.isUsedUp(now)) return false;
     if (fill()) continue;
+    if (stream_.expire(now, message, bytes)) {
+      count(message, bytes);
+      return true;
+    }
     if (now < nextCheck_) return false;
     checkPath(now);
   }
@@ -101,6 +107,7 @@ bool FifoSource::fill() {
     return allowed_ == 0;
   }
   stream_.filled(static_cast<std::size_t>(count));
+  allowance_.took(static_cast<std::size_t>(count));
   if (allowed_ != UINT64_MAX) allowed_ -= static_cast<std::uint64_t>(count);
   return true;
 }

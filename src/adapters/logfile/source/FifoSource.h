@@ -21,6 +21,8 @@ struct FifoOptions {
   mode_t mode = 0600;             ///< Of a FIFO that is made, whatever the umask.
   std::size_t longest = 1 << 20;  ///< Of a message, in bytes.
   Joining joining;
+
+  bool operator==(const FifoOptions&) const = default;
 };
 
 /// The lines that others write into a FIFO, such as the system logger. One process at a time reads it: the lock file
@@ -31,11 +33,12 @@ class FifoSource : public Source {
  public:
   /// Makes the FIFO when it is not there and takes the lock. Null when that cannot be, with the reason in `error`:
   /// another process reads it, or what stands at the path is something else.
-  static std::unique_ptr<FifoSource> open(const FifoOptions& options, SourceObserver& observer, std::string& error);
+  [[nodiscard]] static std::unique_ptr<FifoSource> open(const FifoOptions& options, SourceObserver& observer,
+                                                        std::string& error);
 
   bool next(TimePoint now, Message& message) override;
   int descriptor() const override { return fifo_.get(); }
-  TimePoint deadline() const override { return std::min(stream_.deadline(), nextCheck_); }
+  TimePoint deadline() const override { return std::min({stream_.deadline(), nextCheck_, allowance_.resumeAt()}); }
   /// Either way what stands in the FIFO at this moment is read before the end; a line that is not whole then never will
   /// be.
   void finish(Finish how) override;

@@ -30,8 +30,8 @@ struct FileStatus {
 
 /// Looks at a regular file; symbolic links are followed. False with errno when there is none; EINVAL when it is
 /// something else.
-bool lookAtFile(const std::string& path, FileStatus& status);
-bool lookAtFile(int descriptor, FileStatus& status);
+[[nodiscard]] bool lookAtFile(const std::string& path, FileStatus& status);
+[[nodiscard]] bool lookAtFile(int descriptor, FileStatus& status);
 
 /// The clock that gives files their times, in nanoseconds since 1970: it moves some milliseconds at a time.
 std::int64_t fileClock();

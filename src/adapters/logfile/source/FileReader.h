@@ -11,18 +11,18 @@
 namespace quillon {
 
 /// Reads one file at a time, a turn long, and takes it apart into lines. All files share one buffer: an unfinished line
-/// is read again when there is more of it. Each read takes the bytes just before it along, and so sees when a file has
-/// got another text in the meantime.
+/// is read again when there is more of it; of a long one only when its end has been found. Each read takes the bytes
+/// just before it along, and so sees when a file has got another text in the meantime.
 class FileReader {
  public:
-  FileReader(FileTracker& tracker, std::size_t longest);
+  FileReader(FileTracker& tracker, ReadAllowance& allowance, std::size_t longest);
 
-  /// Begins a turn with a file that is open. False when no line of it has ended. With `final` an unfinished line is
-  /// one.
-  bool begin(FollowedFile& file, bool final, TimePoint now);
-  /// The next line. False when the turn is over; `more` tells whether there was more to be read. The file may be gone
-  /// then, or have another text.
-  bool next(Frame& line, bool& more);
+  /// Begins a turn with a file that is open. False when no line of it has ended, as far as was read; `more` tells
+  /// whether there was more. With `final` an unfinished line is one.
+  bool begin(FollowedFile& file, bool final, TimePoint now, bool& more);
+  /// The next line. False when the allowance is used up; the turn goes on with another one. Else the turn is over, and
+  /// `more` tells whether there was more to be read. The file may be gone then, or have another text.
+  bool next(Frame& line, TimePoint now, bool& more);
 
   /// Ends the turn; lines that were not given out are read again.
   void stop() { file_ = nullptr; }
@@ -33,10 +33,13 @@ class FileReader {
   enum class Read { kBytes, kEnd, kFailed, kChanged };
 
   Read fill();
-  bool scanAhead();
+  bool scanAhead(bool& more);
+  bool leaveOut();
   void end(Read why);
 
   FileTracker& tracker_;
+  ReadAllowance& allowance_;
+  const std::size_t longest_;
   LineSplitter splitter_;
   FollowedFile* file_ = nullptr;
   bool final_ = false;

@@ -140,7 +140,7 @@ void keysOf(Record& record, Visitor& visit) {
   visit("predecessor", record.predecessor);
   visit("copy_of", record.copyOf);
   visit("away", record.away);
-  visit("packed", record.packed);
+  visit("passed_over", record.passedOver);
   visit("gone", record.gone);
 }
 

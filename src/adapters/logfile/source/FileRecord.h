@@ -23,10 +23,10 @@ struct FileRecord {
   std::uint64_t tail = 0;         ///< tailHash() before `offset`.
   std::uint64_t size = 0;         ///< When it was last looked at,
   std::int64_t modified = 0;      ///< and its time.
-  std::uint64_t predecessor = 0;  ///< The id of the file to be read before it; 0: none.
+  std::uint64_t predecessor = 0;  ///< The id of the file that comes before it; 0: none.
   std::uint64_t copyOf = 0;       ///< It is a copy of this file, and not read.
   bool away = false;              ///< It does not stand at `path` any more.
-  bool packed = false;            ///< It is compressed, and not read.
+  bool passedOver = false;        ///< It is compressed, or was read elsewhere, and is not read.
   bool gone = false;              ///< It is not there any more, but not all that was read has been taken care of.
 };
 

@@ -26,16 +26,17 @@ std::size_t defaultMostOpen() {
 /// The table of files, who finds out about them and who reads them, and the messages that this gives.
 class FileSource::Core {
  public:
-  Core(const FileOptions& options, const std::vector<StateRecord>& state, SourceObserver& observer,
-       SourceCounters& counters)
+  Core(const FileOptions& options, const std::vector<StateRecord>& state, bool damaged, SourceObserver& observer,
+       SourceCounters& counters, ReadAllowance& allowance)
       : options_(options),
         table_(options.mostOpen ? options.mostOpen : defaultMostOpen(), options.longest),
-        tracker_(options, restored(table_, state, observer), observer, counters),
-        reader_(tracker_, options.longest) {}
+        tracker_(options, restored(table_, state, damaged, observer), observer, counters),
+        allowance_(allowance),
+        reader_(tracker_, allowance, options.longest) {}
 
   /// The next message and the bytes that it took.
   bool next(TimePoint now, Message& message, std::uint64_t& bytes);
-  TimePoint deadline() const { return std::min(tracker_.nextPoll(), nextRelease_); }
+  TimePoint deadline() const { return std::min({tracker_.nextPoll(), nextRelease_, allowance_.resumeAt()}); }
   void finish(Finish how);
   void acknowledge(const Position& position);
 
@@ -46,8 +47,9 @@ class FileSource::Core {
   FileTracker tracker_;
 
  private:
-  static FileTable& restored(FileTable& table, const std::vector<StateRecord>& state, SourceObserver& observer) {
-    table.restore(state, observer);
+  static FileTable& restored(FileTable& table, const std::vector<StateRecord>& state, bool damaged,
+                             SourceObserver& observer) {
+    table.restore(state, damaged, observer);
     return table;
   }
 
@@ -56,11 +58,13 @@ class FileSource::Core {
   bool beginTurn(FollowedFile& file, TimePoint now);
   bool mayBegin(FollowedFile& file, TimePoint now);
   void endTurn(std::uint64_t id, bool more);
+  bool hasMore(std::uint64_t id, TimePoint now);
   bool release(TimePoint now, Message& message, std::uint64_t& bytes);
   void beginToStop(TimePoint now);
   void beginToDrain(TimePoint now);
   void end();
 
+  ReadAllowance& allowance_;
   FileReader reader_;
   JoinedLines joined_;               ///< The message delivered last.
   std::set<std::uint64_t> holding_;  ///< Files whose joiner may hold a message.
@@ -71,27 +75,31 @@ class FileSource::Core {
 };
 
 bool FileSource::Core::next(TimePoint now, Message& message, std::uint64_t& bytes) {
+  allowance_.begin();
   bool looked = false;
   while (!ended_) {
     if (FollowedFile* const file = reader_.file()) {
       const std::uint64_t id = file->id;
       Frame line;
       bool more = false;
-      if (reader_.next(line, more)) {
+      if (reader_.next(line, now, more)) {
         if (deliver(line, now, message, bytes)) return true;
+      } else if (reader_.file()) {
+        return false;
       } else {
         endTurn(id, more);
         looked = false;
       }
       continue;
     }
-    if (release(now, message, bytes)) return true;
+    if (allowance_.isUsedUp(now)) return false;
     const bool finishing = draining_ || stopping_;
     if (finishing && !allLookedAt_) {
       draining_ ? beginToDrain(now) : beginToStop(now);
     } else if (!finishing && !std::exchange(looked, true)) {
       tracker_.look(now);
     }
+    if (release(now, message, bytes)) return true;
     if (FollowedFile* const file = table_.takeQueued()) {
       beginTurn(*file, now);
     } else if (!finishing) {
@@ -110,18 +118,20 @@ bool FileSource::Core::beginTurn(FollowedFile& file, TimePoint now) {
     return false;
   }
   const std::uint64_t id = file.id;
-  if (reader_.begin(file, draining_ || stopping_ || tracker_.isFinal(file, now), now)) return true;
-  endTurn(id, false);
+  bool more = false;
+  if (reader_.begin(file, draining_ || stopping_ || tracker_.isFinal(file, now), now, more)) return true;
+  endTurn(id, more);
   return false;
 }
 
 /// False while a predecessor is to be read first; that will give the file its turn again.
 bool FileSource::Core::mayBegin(FollowedFile& file, TimePoint now) {
   if (file.predecessor == 0) return true;
+  if (tracker_.predecessorGrew(file, now)) return false;
+  if (!file.waits) return true;
   FollowedFile* const before = table_.find(file.predecessor);
-  if (before && (before->queued || !before->isDrained() || !mayBegin(*before, now))) return false;
-  file.predecessor = 0;
-  table_.touch(file);
+  if (before && (!before->isDrained() || !mayBegin(*before, now))) return false;
+  file.waits = false;
   if (before && before->joiner.holds() && !file.joiner.holds()) {
     file.joiner.takeOver(before->joiner, now);
     file.inherited = file.joiner.position();
@@ -162,7 +172,18 @@ bool FileSource::Core::deliverJoined(const FollowedFile& file, Message& message,
   return true;
 }
 
-/// Delivers a message that has waited long enough for more lines.
+/// True when more lines of the file's stream are there. Looks at the file once more: whoever was held up for longer
+/// than a message waits must not take that for a pause of the writer.
+bool FileSource::Core::hasMore(std::uint64_t id, TimePoint now) {
+  FollowedFile* file = table_.find(id);
+  if (!file->queued && !file->waits) tracker_.lookAgain(*file, now);
+  file = table_.find(id);
+  if (!file || file->queued) return true;
+  const FollowedFile* const next = table_.find(file->successor);
+  return next && next->queued;
+}
+
+/// Delivers a message that has waited long enough for more lines. All that the kernel has told was looked at before.
 bool FileSource::Core::release(TimePoint now, Message& message, std::uint64_t& bytes) {
   const bool last = allLookedAt_ && !table_.hasQueued();
   if (holding_.empty() || (now < nextRelease_ && !last)) return false;
@@ -174,7 +195,7 @@ bool FileSource::Core::release(TimePoint now, Message& message, std::uint64_t& b
       continue;
     }
     const TimePoint due = file->joiner.since() + options_.joining.wait;
-    if (last || (now >= due && !file->queued)) {
+    if (last || (now >= due && !hasMore(*i, now))) {
       joined_ = file->joiner.release();
       nextRelease_ = now;  // there may be another one
       return deliverJoined(*file, message, bytes);
@@ -232,8 +253,9 @@ void FileSource::Core::acknowledge(const Position& position) {
   table_.touch(*file);
 }
 
-FileSource::FileSource(const FileOptions& options, const std::vector<StateRecord>& state, SourceObserver& observer)
-    : core_(std::make_unique<Core>(options, state, observer, counters_)) {}
+FileSource::FileSource(const FileOptions& options, const std::vector<StateRecord>& state, SourceObserver& observer,
+                       bool damaged)
+    : core_(std::make_unique<Core>(options, state, damaged, observer, counters_, allowance_)) {}
 
 FileSource::~FileSource() = default;
 
@@ -254,22 +276,18 @@ bool FileSource::ended() const { return core_->ended_; }
 
 void FileSource::acknowledge(const Position& position) { core_->acknowledge(position); }
 
+bool FileSource::comesAgain(const Position& position) const {
+  const FollowedFile* const file = core_->table_.find(position.file);
+  return file && !file->unlinked && !file->gone;
+}
+
 std::vector<StateRecord> FileSource::takeChanges() { return core_->table_.takeChanges(core_->tracker_.lookedAt()); }
 
-std::vector<FileSource::Status> FileSource::status() const {
-  std::vector<Status> all;
-  core_->table_.forEach([&](const FollowedFile& file) {
-    if (file.isSilent()) return;
-    all.push_back({.path = file.path,
-                   .place = file.place,
-                   .position = file.read.offset,
-                   .size = std::max(file.size, file.read.offset),
-                   .rotated = file.isAway()});
-  });
-  std::sort(all.begin(), all.end(), [](const Status& one, const Status& other) {
-    return std::pair(one.path, one.place) < std::pair(other.path, other.place);
-  });
-  return all;
+SourceCounters FileSource::counters() const {
+  SourceCounters counters = counters_;
+  counters.lag = core_->table_.waiting();
+  counters.watching = core_->table_.size();
+  return counters;
 }
 
 }  // namespace quillon

@@ -24,6 +24,8 @@ struct FileOptions {
   Joining joining;
   std::size_t mostOpen = 0;  ///< Descriptors; 0: half of what the process may have, 4096 at most.
   bool watch = true;         ///< Use inotify, where it can be.
+
+  bool operator==(const FileOptions&) const = default;
 };
 
 /// The lines of log files, followed by their paths through rotation.
@@ -33,14 +35,13 @@ struct FileOptions {
 /// anew or put in the place of another is read from its beginning, after the rest of the old one:
 ///  - Renamed, wherever to while it is open, else within its directory: it is read to its end, and goes on to be
 ///    followed while it exists, since its writer may keep it open. Its messages keep the path that it was followed by.
-///  - Copied and truncated: the rest is read from the copy, a file with the same text and a rotated name
-///  (isRotatedName)
-///    in the same directory. A copy that is itself to be followed is not read as a new file.
-///  - Rotated more than once between two looks: files with rotated names that were born since the last look, and are
-///  not
-///    followed themselves, are read too, the oldest first.
+///  - Copied and truncated: the rest is read from the copy, a file in the same directory that has the same text and a
+///    name as isRotatedName() tells them. A copy that is itself to be followed is not read as a new file.
+///  - Rotated more than once between two looks: the files with such names that were born since the last look are read
+///    too, the oldest first, unless they are followed themselves.
 ///  - Compressed files are not read, by whatever name they are found.
-/// What is gone and was not read is told as a Gap. What came and went between two looks leaves nothing to tell.
+/// What is gone and was not read is told as a Gap. What came and went between two looks leaves nothing to tell. A file
+/// that was cut to a part of what had been read is taken for a new text, and read again.
 ///
 /// It is woken by inotify. Besides that each file is looked at every poll interval where the kernel cannot tell of all
 /// changes (network file systems, too few watches), elsewhere every tenth, in turns.
@@ -50,8 +51,10 @@ struct FileOptions {
 class FileSource : public Source {
  public:
   /// `state` is all that takeChanges() of earlier runs gave, the latest of each key; none at the very first start. What
-  /// it says is believed as far as the files bear it out.
-  FileSource(const FileOptions& options, const std::vector<StateRecord>& state, SourceObserver& observer);
+  /// it says is believed as far as the files bear it out. With `damaged` it is what was left of a state that has been
+  /// damaged: even if that is nothing this is not the first start, and FileOptions::fromEnd does not count.
+  FileSource(const FileOptions& options, const std::vector<StateRecord>& state, SourceObserver& observer,
+             bool damaged = false);
   ~FileSource() override;
 
   bool next(TimePoint now, Message& message) override;
@@ -62,17 +65,9 @@ class FileSource : public Source {
   void finish(Finish how) override;
   bool ended() const override;
   void acknowledge(const Position& position) override;
+  bool comesAgain(const Position& position) const override;
   std::vector<StateRecord> takeChanges() override;
-
-  /// What is known of a file, for those who operate this.
-  struct Status {
-    std::string path;        ///< As it is followed,
-    std::string place;       ///< and where it was seen last.
-    std::uint64_t position;  ///< Bytes that were delivered,
-    std::uint64_t size;      ///< of so many that are known.
-    bool rotated;
-  };
-  std::vector<Status> status() const;
+  SourceCounters counters() const override;
 
  private:
   class Core;

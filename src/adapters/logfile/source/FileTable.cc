@@ -31,14 +31,14 @@ FileRecord recordOf(const FollowedFile& file) {
           .predecessor = file.predecessor,
           .copyOf = file.copyOf,
           .away = file.isAway(),
-          .packed = file.packed,
+          .passedOver = file.passedOver,
           .gone = file.gone};
 }
 
 }  // namespace
 
-void FileTable::restore(const std::vector<StateRecord>& state, SourceObserver& observer) {
-  firstRun_ = state.empty();
+void FileTable::restore(const std::vector<StateRecord>& state, bool damaged, SourceObserver& observer) {
+  firstRun_ = state.empty() && !damaged;
   for (const StateRecord& record : state) {
     std::string error;
     if (record.key == kSourceKey) {
@@ -56,8 +56,9 @@ void FileTable::restore(const std::vector<StateRecord>& state, SourceObserver& o
         file.size = kept->size;
         file.modified = kept->modified;
         file.predecessor = kept->predecessor;
+        file.waits = kept->predecessor != 0;
         file.copyOf = kept->copyOf;
-        file.packed = kept->packed;
+        file.passedOver = kept->passedOver;
         file.gone = kept->gone;
         file.paths = kept->away ? 0 : 1;
       }
@@ -127,6 +128,15 @@ void FileTable::forEach(const std::function<void(FollowedFile&)>& visit) {
   for (const std::uint64_t id : ids) {
     if (FollowedFile* const file = find(id)) visit(*file);
   }
+}
+
+std::uint64_t FileTable::waiting() const {
+  std::uint64_t bytes = 0;
+  for (const auto& entry : files_) {
+    const FollowedFile& file = *entry.second;
+    if (!file.isSilent() && file.size > file.read.offset) bytes += file.size - file.read.offset;
+  }
+  return bytes;
 }
 
 void FileTable::setIdentity(FollowedFile& file, const FileIdentity& identity) {

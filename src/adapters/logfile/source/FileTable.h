@@ -24,8 +24,9 @@ class FileTable {
   /// `mostOpen` files are open at a time; `longest` is that of a message.
   FileTable(std::size_t mostOpen, std::size_t longest) : mostOpen_(mostOpen), longest_(longest) {}
 
-  /// Takes up what an earlier run kept. What cannot be understood is told, and the rest holds.
-  void restore(const std::vector<StateRecord>& state, SourceObserver& observer);
+  /// Takes up what an earlier run kept. What cannot be understood is told, and the rest holds. With `damaged` there was
+  /// more of it once.
+  void restore(const std::vector<StateRecord>& state, bool damaged, SourceObserver& observer);
   /// Nothing was kept by an earlier run.
   bool isFirstRun() const { return firstRun_; }
   /// When the earlier run last looked at its files; see fileClock().
@@ -41,13 +42,15 @@ class FileTable {
   FollowedFile* findByPlace(const std::string& place) const;
   void forEach(const std::function<void(FollowedFile&)>& visit);
   std::size_t size() const { return files_.size(); }
+  /// Bytes that are known to be in the files and were not read.
+  std::uint64_t waiting() const;
 
   void setIdentity(FollowedFile& file, const FileIdentity& identity);
   void setPlace(FollowedFile& file, const std::string& place);
 
   /// Sees to it that the file is open, by its place; the one that was not used for the longest time is closed for it.
   /// False with errno when it cannot be opened, ESTALE when another file is there.
-  bool open(FollowedFile& file);
+  [[nodiscard]] bool open(FollowedFile& file);
   void close(FollowedFile& file);
   /// Finds out where a file that is open is now, if it is anywhere.
   void updatePlace(FollowedFile& file);

@@ -63,7 +63,7 @@ void FileTracker::restore() {
     Path& entry = paths_[!file.isAway() && scanner_.matches(file.place) ? file.place : file.path];
     entry.lookedAt = lookedAt_;
     if (file.isAway()) {
-      entry.former = std::max(entry.former, file.id);
+      if (!file.isSilent()) entry.former = std::max(entry.former, file.id);
     } else if (entry.file == 0) {
       entry.file = file.id;
     } else {
@@ -88,6 +88,15 @@ void FileTracker::look(TimePoint now) {
   std::sort(paths.begin(), paths.end());
   paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
   check(paths, now, true);
+}
+
+void FileTracker::lookAgain(FollowedFile& file, TimePoint now) {
+  if (isCovered(file)) return;
+  if (file.isAway()) {
+    lookAtAway(file, now, false);
+  } else {
+    check({file.path}, now, false);
+  }
 }
 
 void FileTracker::lookAtAll(TimePoint now) {
@@ -139,12 +148,7 @@ void FileTracker::poll(TimePoint now, bool all) {
   table_.forEach([&](FollowedFile& file) {
     if (file.isAway() && isTurnOf(file, all)) lookAtAway(file, now, all);
   });
-  counters_.lag = 0;
-  table_.forEach([&](FollowedFile& file) {
-    if (!file.isSilent()) counters_.lag += std::max(file.size, file.read.offset) - file.read.offset;
-    settle(file, now);
-  });
-  counters_.watching = table_.size();
+  table_.forEach([&](FollowedFile& file) { settle(file, now); });
   listings_.forget();
   lookedAt_ = started;
   ++polls_;
@@ -299,7 +303,7 @@ void FileTracker::lookAt(FollowedFile& file, const FileStatus& status, TimePoint
   // What was empty may have had text in the meantime, which was then copied and truncated.
   if (file.seen.offset == 0 && !file.isAway() && file.modified != 0 && file.modified != current.modified) {
     if (const auto entry = paths_.find(file.path); entry != paths_.end()) {
-      entry->second.former = file.predecessor;
+      entry->second.former = file.waits ? file.predecessor : 0;
       adoptGenerations(file.path, entry->second, now);
       follows(file, std::exchange(entry->second.former, file.id));
     }
@@ -329,12 +333,12 @@ void FileTracker::failed(FollowedFile& file) {
 
 /// False when the text is not to be read: it is compressed, or a copy of another file. The file may be removed by this.
 bool FileTracker::isOwnText(FollowedFile& file, TimePoint now) {
-  if (file.packed) return false;
+  if (file.passedOver) return false;
   if (file.seen.offset == 0 && file.copyOf == 0) {
     std::array<char, 16> room;
     const ssize_t count = pread(file.descriptor.get(), room.data(), room.size(), 0);
-    file.packed = count > 0 && isCompressed({room.data(), static_cast<std::size_t>(count)});
-    if (file.packed) {
+    file.passedOver = count > 0 && isCompressed({room.data(), static_cast<std::size_t>(count)});
+    if (file.passedOver) {
       observer_.notice(SourceObserver::Level::kInfo, file.place + ": is compressed and not read");
       table_.touch(file);
       return false;
@@ -375,6 +379,18 @@ void FileTracker::lookAtAway(FollowedFile& file, TimePoint now, bool closely) {
   } else if (!continueInCopy(file, now)) {
     lost(file, "deleted");
   }
+}
+
+/// A writer may go on with a file that was renamed before it turns to the new one. What it wrote there came first.
+bool FileTracker::predecessorGrew(const FollowedFile& file, TimePoint now) {
+  const std::uint64_t id = file.predecessor;
+  FollowedFile* before = table_.find(id);
+  FileStatus status;
+  if (before && before->descriptor && lookAtFile(before->descriptor.get(), status) && status.size > before->size) {
+    lookAt(*before, status, now, false);
+    before = table_.find(id);
+  }
+  return before && before->queued && !before->isSilent();
 }
 
 bool FileTracker::isFinal(const FollowedFile& file, TimePoint now) const {

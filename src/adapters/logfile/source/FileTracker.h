@@ -26,6 +26,8 @@ class FileTracker {
   void look(TimePoint now);
   /// Looks at all files.
   void lookAtAll(TimePoint now);
+  /// Looks at one file, unless look() has just been told all that there was of it. The file may be removed by this.
+  void lookAgain(FollowedFile& file, TimePoint now);
 
   /// The file does not have the text any more that was seen of it: it was truncated or written anew.
   void overwritten(FollowedFile& file, TimePoint now);
@@ -35,6 +37,8 @@ class FileTracker {
   void letGo(FollowedFile& file);
   /// The file cannot be read, for the reason in errno.
   void failed(FollowedFile& file);
+  /// There is more to be read of the file that came before this one; it has its turn.
+  bool predecessorGrew(const FollowedFile& file, TimePoint now);
   /// A file that was rotated away and is at its end will get nothing more, as far as one can tell.
   bool isFinal(const FollowedFile& file, TimePoint now) const;
 
@@ -75,7 +79,7 @@ class FileTracker {
   bool continueInCopy(FollowedFile& file, TimePoint now);
   bool isContinuation(const std::string& path, const FollowedFile& file, FileStatus& status);
   void adoptGenerations(const std::string& path, Path& entry, TimePoint now);
-  bool isGeneration(const std::string& path, const Path& entry, FileStatus& status);
+  bool isGeneration(const std::string& place, const std::string& path, const Path& entry, FileStatus& status);
   FollowedFile* known(const FileIdentity& identity);
   void follows(FollowedFile& file, std::uint64_t predecessor);
   bool findElsewhere(FollowedFile& file, FileStatus& status);

@@ -116,7 +116,7 @@ void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoi
   std::vector<std::pair<std::string, FileStatus>> found;
   for (const std::string& name : listings_.rotatedNames(directory, nameOf(path))) {
     FileStatus status;
-    if (isGeneration(join(directory, name), entry, status)) found.emplace_back(join(directory, name), status);
+    if (isGeneration(join(directory, name), path, entry, status)) found.emplace_back(join(directory, name), status);
   }
   std::sort(found.begin(), found.end(), [](const auto& one, const auto& other) {
     return std::pair(bornAt(one.second), one.second.modified) < std::pair(bornAt(other.second), other.second.modified);
@@ -132,20 +132,27 @@ void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoi
   }
 }
 
-bool FileTracker::isGeneration(const std::string& path, const Path& entry, FileStatus& status) {
-  if (scanner_.matches(path)) return false;  // is followed on its own
-  const Descriptor file = openFile(path);
+/// True when what stands at `place` was once at `path`, and is to be read.
+bool FileTracker::isGeneration(const std::string& place, const std::string& path, const Path& entry,
+                               FileStatus& status) {
+  if (scanner_.matches(place)) return false;  // is followed on its own
+  const Descriptor file = openFile(place);
   if (!file || !lookAtFile(file.get(), status) || bornAt(status) < entry.lookedAt) return false;
   if (known(status.identity)) return false;
   std::array<char, 16> room;
   const ssize_t count = pread(file.get(), room.data(), room.size(), 0);
   if (count < 0 || isCompressed({room.data(), static_cast<std::size_t>(count)})) return false;
   if (count == 0) return true;
+  // It may be a copy of what was read before; that is remembered, because what was read before will be forgotten.
   FollowedFile* const former = table_.find(entry.former);
-  if (former && !former->gone) table_.open(*former);
-  const FollowedFile* const present = table_.find(entry.file);
-  return !(former && isCopyOf(file.get(), status.size, *former)) &&
-         !(present && present->descriptor && isBeginningOf(file.get(), status.size, present->descriptor.get()));
+  if (former && !former->gone) static_cast<void>(table_.open(*former));
+  if (former && isCopyOf(file.get(), status.size, *former)) {
+    table_.add(path, place, status.identity).passedOver = true;
+    return false;
+  }
+  // Or of what is there now and is about to be cut: then it will be where that goes on.
+  FollowedFile* const present = table_.find(entry.file);
+  return !(present && table_.open(*present) && isBeginningOf(file.get(), status.size, present->descriptor.get()));
 }
 
 /// `file` is read when the predecessor is at its end.
@@ -154,10 +161,13 @@ void FileTracker::follows(FollowedFile& file, std::uint64_t predecessor) {
   if (!before || before->successor == file.id) return;
   if (FollowedFile* const other = table_.find(before->successor)) {
     other->predecessor = 0;
+    other->waits = false;
+    table_.touch(*other);
     table_.enqueue(*other);
   }
   before->successor = file.id;
   file.predecessor = before->id;
+  file.waits = true;
   table_.touch(file);
 }
 
@@ -210,7 +220,8 @@ void FileTracker::letGo(FollowedFile& file) {
   if (FollowedFile* const next = table_.find(file.successor)) table_.enqueue(*next);
 }
 
-/// The file that one with this name may be a rotated copy of, among those that are followed in the same directory.
+/// The file that one with this name may be a rotated copy of, among those that stand in the same directory to be
+/// followed, or stood there last.
 FollowedFile* FileTracker::originalOf(const std::string& path) const {
   const std::string name = nameOf(path);
   const std::string directory = path.substr(0, path.size() - name.size());
@@ -219,7 +230,9 @@ FollowedFile* FileTracker::originalOf(const std::string& path) const {
     for (const std::string& base : {name.substr(0, length), name.substr(0, length) + ending}) {
       if (!isRotatedName(base, name)) continue;
       const auto entry = paths_.find(directory + base);
-      FollowedFile* const file = entry == paths_.end() ? nullptr : table_.find(entry->second.file);
+      if (entry == paths_.end()) continue;
+      FollowedFile* file = table_.find(entry->second.file);
+      if (!file) file = table_.find(entry->second.former);
       if (file && !file->isSilent() && file->seen.offset > 0) return file;
     }
   }

@@ -3,17 +3,20 @@
 #include <algorithm>
 #include <utility>
 
+#include "src/adapters/logfile/source/Splitter.h"
+
 namespace quillon {
 
 bool LineJoiner::add(const Message& line, std::uint64_t bytes, TimePoint now, JoinedLines& complete) {
   since_ = now;
   if (holds_ && isIndented(line.text)) {
     const std::size_t room = longest_ - std::min(longest_, held_.text.size() + 1);
+    const bool isTooLong = line.text.size() > room || room == 0;
     if (room > 0 && !held_.cut) {
       held_.text += '\n';
-      held_.text += line.text.substr(0, room);
+      held_.text += isTooLong ? withoutCutCharacter(line.text.substr(0, room)) : line.text;
     }
-    held_.cut |= line.cut || line.text.size() > room || room == 0;
+    held_.cut |= line.cut || isTooLong;
     held_.bytes += bytes;
     held_.position = line.position;
     return false;

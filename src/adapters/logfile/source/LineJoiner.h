@@ -15,6 +15,8 @@ struct Joining {
   bool indented = false;
   /// How long the last message of a stream waits for more lines when none come.
   Duration wait = std::chrono::milliseconds(500);
+
+  bool operator==(const Joining&) const = default;
 };
 
 /// A message, made of lines.

@@ -1,6 +1,5 @@
 #include "src/adapters/logfile/source/LineSplitter.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace quillon {
@@ -25,7 +24,7 @@ bool LineSplitter::finish(Frame& line) {
 
 void LineSplitter::take(Frame& line, std::size_t end, std::size_t delimiter) {
   const std::size_t length = end - begin_;
-  line.text = {buffer_.get() + begin_, std::min(length, longest_)};
+  line.text = textOf(length);
   line.cut = length + dropped_ > longest_;
   line.bytes = length + delimiter + dropped_;
   begin_ = end + delimiter;

@@ -15,7 +15,7 @@ class LockFile {
  public:
   /// Takes the lock at `path`, making the file when it is not there. Null when it cannot be had, with the reason in
   /// `error`, which names the process that has it.
-  static std::unique_ptr<LockFile> take(const std::string& path, std::string& error);
+  [[nodiscard]] static std::unique_ptr<LockFile> take(const std::string& path, std::string& error);
 
   LockFile(const LockFile&) = delete;
   LockFile& operator=(const LockFile&) = delete;

@@ -11,7 +11,8 @@ namespace quillon {
 
 /// Takes a stream of bytes apart into messages, each ended by a delimiter or by the end of the stream, and hands them
 /// out in blocks. A block holds as many messages as the stream has ready, up to its size: what comes slowly is not
-/// waited for. One thread at a time.
+/// waited for. One thread at a time. Serves tools that read one stream to its end and may wait for it; for sources that
+/// never wait and follow many streams there is LineSplitter.
 ///
 /// A message that is longer than a limit, or for which there is no memory, comes in pieces: nothing can bind it, but
 /// none of it is lost. What stands behind the first NUL byte of a message does not count and takes no room.

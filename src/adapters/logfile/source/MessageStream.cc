@@ -9,21 +9,25 @@ MessageStream::MessageStream(std::unique_ptr<Splitter> splitter, std::size_t lon
     : splitter_(std::move(splitter)), joining_(joining), joiner_(longest), path_(std::move(path)), number_(number) {}
 
 bool MessageStream::next(TimePoint now, Message& message, std::uint64_t& bytes) {
-  bool complete = false;
-  while (!complete) {
-    if (nextLine(message, bytes)) {
-      if (!joining_.indented) return true;
-      complete = joiner_.add(message, bytes, now, joined_);
-    } else if (joiner_.holds() && (ended_ || now >= deadline())) {
-      joined_ = joiner_.release();
-      complete = true;
-    } else {
-      return false;
-    }
+  while (nextLine(message, bytes)) {
+    if (!joining_.indented) return true;
+    if (!joiner_.add(message, bytes, now, joined_)) continue;
+    deliverJoined(message, bytes);
+    return true;
   }
+  return ended_ && expire(TimePoint::max(), message, bytes);
+}
+
+bool MessageStream::expire(TimePoint now, Message& message, std::uint64_t& bytes) {
+  if (!joiner_.holds() || now < deadline()) return false;
+  joined_ = joiner_.release();
+  deliverJoined(message, bytes);
+  return true;
+}
+
+void MessageStream::deliverJoined(Message& message, std::uint64_t& bytes) const {
   message = {.text = joined_.text, .path = path_, .stream = number_, .position = {}, .cut = joined_.cut};
   bytes = joined_.bytes;
-  return true;
 }
 
 TimePoint MessageStream::deadline() const {

@@ -20,7 +20,10 @@ class MessageStream {
   /// The next message of what was read, and the bytes that it took. False when there is none at present, and for ever
   /// once the stream has ended.
   bool next(TimePoint now, Message& message, std::uint64_t& bytes);
-  /// When next() has a message though nothing was read; TimePoint::max() when it will not.
+  /// The message that has waited for more lines until its deadline, if there is one. To be called when reading has just
+  /// found nothing: who was held up for a while may find that the lines have come in time.
+  bool expire(TimePoint now, Message& message, std::uint64_t& bytes);
+  /// When expire() has a message; TimePoint::max() when it will not.
   TimePoint deadline() const;
 
   /// Where to read to, and how much was read.
@@ -30,10 +33,13 @@ class MessageStream {
   void end() { ended_ = true; }
 
   bool isBroken() const { return splitter_->isBroken(); }
+  /// It has ended within a message.
+  bool endedShort() const { return splitter_->endedShort(); }
   const std::string& path() const { return path_; }
 
  private:
   bool nextLine(Message& line, std::uint64_t& bytes);
+  void deliverJoined(Message& message, std::uint64_t& bytes) const;
 
   std::unique_ptr<Splitter> splitter_;
   Joining joining_;

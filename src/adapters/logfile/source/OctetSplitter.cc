@@ -1,7 +1,5 @@
 #include "src/adapters/logfile/source/OctetSplitter.h"
 
-#include <algorithm>
-
 namespace quillon {
 
 bool OctetSplitter::next(Frame& message) {
@@ -17,9 +15,10 @@ bool OctetSplitter::next(Frame& message) {
 }
 
 bool OctetSplitter::finish(Frame& message) {
-  if (broken_ || length_ == 0 || pending() == 0) return false;
+  if (broken_) return false;
+  endedShort_ |= length_ > 0 || pending() > 0;
+  if (length_ == 0 || pending() == 0) return false;
   take(message, end_ - begin_);
-  message.cut = true;
   return true;
 }
 
@@ -45,7 +44,7 @@ bool OctetSplitter::readLength() {
 
 /// `length` bytes in the buffer are the message at hand, or its end.
 void OctetSplitter::take(Frame& message, std::size_t length) {
-  message.text = {buffer_.get() + begin_, std::min(length, longest_)};
+  message.text = textOf(length);
   message.cut = length + dropped_ > longest_;
   message.before = {};
   message.bytes = digits_ + length + dropped_;

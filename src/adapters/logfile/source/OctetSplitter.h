@@ -13,8 +13,10 @@ class OctetSplitter : public Splitter {
   explicit OctetSplitter(std::size_t longest, std::size_t firstRoom = 16384) : Splitter(longest, firstRoom, 0) {}
 
   bool next(Frame& message) override;
-  /// What came of a message that was not sent to its end, marked as cut.
+  /// What came of a message that was not sent to its end. It is no longer than a message may be and so not marked as
+  /// cut; endedShort() tells.
   bool finish(Frame& message) override;
+  bool endedShort() const override { return endedShort_; }
   bool isBroken() const override { return broken_; }
 
  private:
@@ -26,6 +28,7 @@ class OctetSplitter : public Splitter {
   std::uint64_t length_ = 0;  ///< Of the message at hand; 0 while it is not known.
   std::size_t digits_ = 0;    ///< Bytes that its length and the blank took.
   bool broken_ = false;
+  bool endedShort_ = false;
 };
 
 }  // namespace quillon

@@ -1,6 +1,7 @@
 #ifndef QUILLON_SRC_ADAPTERS_LOGFILE_SOURCE_SOURCE_H_
 #define QUILLON_SRC_ADAPTERS_LOGFILE_SOURCE_SOURCE_H_
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -75,9 +76,36 @@ enum class Finish {
   kDrain,  ///< When all that is there has been read; then a last line without newline is a line too.
 };
 
+/// What one call of Source::next() may read. Without a bound a message that never ends would keep all else from its
+/// turn.
+class ReadAllowance {
+ public:
+  static constexpr std::size_t kBytes = 1 << 20;
+
+  /// Another call begins.
+  void begin() {
+    left_ = kBytes;
+    resumeAt_ = TimePoint::max();
+  }
+  void took(std::size_t bytes) { left_ -= std::min(left_, bytes); }
+  /// True when it is used up: then it is `now` that the source wants to be called again.
+  bool isUsedUp(TimePoint now) {
+    if (left_ == 0) resumeAt_ = now;
+    return left_ == 0;
+  }
+  TimePoint resumeAt() const { return resumeAt_; }
+
+ private:
+  std::size_t left_ = kBytes;
+  TimePoint resumeAt_ = TimePoint::max();
+};
+
 /// Where messages come from. A source has no thread and never blocks: next() is called until it gives nothing, then
 /// again when descriptor() is readable or deadline() has come. All functions of one source are for one thread at a
 /// time.
+///
+/// A call of next() reads ReadAllowance::kBytes, or a little more, and then gives nothing even though there may be
+/// more: deadline() is not later than `now` then, so the source is called again when others have had their turn.
 ///
 /// Time comes in from outside, so that a test can step through hours.
 class Source {
@@ -87,7 +115,8 @@ class Source {
   Source& operator=(const Source&) = delete;
   virtual ~Source() = default;
 
-  /// Puts the next message into `message`. False when there is none at present.
+  /// Puts the next message into `message`. False when there is none at present, or when it has read enough for one
+  /// call and deadline() says that it is not at the end.
   virtual bool next(TimePoint now, Message& message) = 0;
 
   /// Readable, in the sense of poll(2), when next() is worth a call; -1 when only the deadline tells.
@@ -103,11 +132,13 @@ class Source {
   /// Everything up to this position has been taken care of, and takeChanges() may say so. What was delivered and never
   /// acknowledged is delivered again after a restart.
   virtual void acknowledge(const Position& /*position*/) {}
+  /// True when a message that ends here and was not acknowledged is delivered again after a restart.
+  virtual bool comesAgain(const Position& /*position*/) const { return false; }
   /// What has changed in the state to be kept since the last call. Kept in one write with what came of the acknowledged
   /// messages, a restart neither loses nor repeats one.
   virtual std::vector<StateRecord> takeChanges() { return {}; }
 
-  const SourceCounters& counters() const { return counters_; }
+  virtual SourceCounters counters() const { return counters_; }
 
  protected:
   /// Counts a message that is about to be delivered, with the `bytes` that it took.
@@ -118,6 +149,7 @@ class Source {
   }
 
   SourceCounters counters_;
+  ReadAllowance allowance_;
 };
 
 }  // namespace quillon

@@ -3,7 +3,22 @@
 #include <algorithm>
 #include <cstring>
 
+#include "foundation/utf8.h"
+
 namespace quillon {
+
+std::string_view withoutCutCharacter(std::string_view text) {
+  for (std::size_t length = 1; length <= std::min<std::size_t>(3, text.size()); ++length) {
+    const std::string_view end = text.substr(text.size() - length);
+    const auto lead = static_cast<unsigned char>(end[0]);
+    if (lead >= 0x80 && lead < 0xC0) continue;
+    // Bytes that could not have become a character, whatever came behind them, stay as they stand.
+    const Utf8Sequence sequence = firstSequence(end);
+    const bool isCut = !sequence.wellFormed && sequence.length == length && lead >= 0xC2 && lead <= 0xF4;
+    return text.substr(0, text.size() - (isCut ? length : 0));
+  }
+  return text;
+}
 
 Splitter::Splitter(std::size_t longest, std::size_t firstRoom, std::size_t before)
     : longest_(longest),
@@ -25,7 +40,12 @@ std::span<char> Splitter::room() {
     buffer_ = std::move(larger);
     room_ *= 2;
   }
-  return {buffer_.get() + end_, room_ - end_};
+  return {buffer_.get() + end_, std::min(room_ - end_, kMostRead)};
+}
+
+std::string_view Splitter::textOf(std::size_t length) const {
+  const std::string_view text(buffer_.get() + begin_, std::min(length, longest_));
+  return length + dropped_ > longest_ ? withoutCutCharacter(text) : text;
 }
 
 void Splitter::restart() {

@@ -17,6 +17,9 @@ struct Frame {
   bool cut = false;         ///< `text` is only the beginning.
 };
 
+/// The beginning of a text that was cut, without the character of UTF-8 that the cut went through, if it did.
+std::string_view withoutCutCharacter(std::string_view text);
+
 /// Takes a stream apart into messages. The caller reads into room() and says how much there was; so a splitter can be
 /// fed from anything that does not block. Its room grows with the messages, to twice the longest at most.
 class Splitter {
@@ -30,7 +33,7 @@ class Splitter {
   Splitter& operator=(const Splitter&) = delete;
   virtual ~Splitter() = default;
 
-  /// Where to read to; at least kLeastRead bytes.
+  /// Where to read to; between kLeastRead and kMostRead bytes.
   std::span<char> room();
   /// So many bytes were read into room().
   void filled(std::size_t count) { end_ += count; }
@@ -39,6 +42,8 @@ class Splitter {
   virtual bool next(Frame& frame) = 0;
   /// The stream is at its end: what is left is a message, if there is anything.
   virtual bool finish(Frame& frame) = 0;
+  /// finish() has found that the stream ended within a message.
+  virtual bool endedShort() const { return false; }
   /// The stream cannot be understood, now or ever.
   virtual bool isBroken() const { return false; }
 
@@ -47,7 +52,10 @@ class Splitter {
 
  protected:
   static constexpr std::size_t kLeastRead = 4096;
+  static constexpr std::size_t kMostRead = std::size_t{256} << 10;
 
+  /// The text of a frame that has `length` bytes in the buffer, of which the longest may keep so many.
+  std::string_view textOf(std::size_t length) const;
   /// Forgets all.
   void restart();
   std::string_view last(std::size_t end) const;

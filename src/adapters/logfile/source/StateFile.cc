@@ -14,6 +14,7 @@
 #include <sstream>
 #include <utility>
 
+#include "foundation/checkpoint.h"
 #include "src/adapters/logfile/source/fingerprint.h"
 #include "src/adapters/logfile/source/glob.h"
 
@@ -152,7 +153,9 @@ bool StateFile::keep(const std::string& source, const std::vector<StateRecord>& 
 }
 
 bool StateFile::append(const std::string& batch, bool sync) {
+  checkpoint("state-begun");
   int failure = writeAll(file_.get(), batch);
+  checkpoint("state-appended");
   if (failure == 0 && sync && fdatasync(file_.get()) != 0) failure = errno;
   if (failure == 0) {
     size_ += batch.size();
@@ -178,7 +181,11 @@ bool StateFile::rewrite() {
     errno = failure;
     return false;
   }
-  if (fsync(file.get()) != 0 || rename(aside.c_str(), path_.c_str()) != 0) return false;
+  checkpoint("state-copied");
+  if (fsync(file.get()) != 0) return false;
+  checkpoint("state-synced");
+  if (rename(aside.c_str(), path_.c_str()) != 0) return false;
+  checkpoint("state-renamed");
   const Descriptor directory(::open(directoryOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!directory || fsync(directory.get()) != 0) return false;
   file_ = std::move(file);

@@ -24,22 +24,23 @@ class StateFile {
  public:
   /// Opens the file or makes it. Null when that cannot be, with the reason in `error`. What is damaged in the file is
   /// passed over: `trouble` says so and where a copy of the file is, and the rest holds.
-  static std::unique_ptr<StateFile> open(const std::string& path, std::string& error, std::string& trouble);
+  [[nodiscard]] static std::unique_ptr<StateFile> open(const std::string& path, std::string& error,
+                                                       std::string& trouble);
 
   /// What is kept for a source. Sources are told apart by name: without white space and never empty.
   std::vector<StateRecord> state(const std::string& source) const;
   /// The names of all sources that something is kept for.
   std::vector<std::string> sources() const;
   /// Forgets a source that is not there any more.
-  bool forget(const std::string& source);
+  [[nodiscard]] bool forget(const std::string& source);
 
   /// Keeps the changes, whole or not at all; with `sync` also through a loss of power. False with errno when they could
   /// not be written; the state is then what it was before.
-  bool keep(const std::string& source, const std::vector<StateRecord>& changes, bool sync);
+  [[nodiscard]] bool keep(const std::string& source, const std::vector<StateRecord>& changes, bool sync);
 
   /// What a state file's text says, for those who only want to look. False when something in it is damaged.
   using Kept = std::map<std::string, std::map<std::string, std::string>>;
-  static bool parse(std::string_view text, Kept& kept);
+  [[nodiscard]] static bool parse(std::string_view text, Kept& kept);
 
  private:
   StateFile(std::string path, std::unique_ptr<LockFile> lock);

@@ -26,13 +26,17 @@ StreamSource::StreamSource(int descriptor, const StreamOptions& options, SourceO
 
 bool StreamSource::next(TimePoint now, Message& message) {
   std::uint64_t bytes = 0;
+  allowance_.begin();
   while (!ended_) {
-    if (stream_.next(now, message, bytes)) {
-      count(message, bytes);
-      return true;
+    bool found = stream_.next(now, message, bytes);
+    if (!found) {
+      ended_ = atEnd_;
+      if (ended_ || allowance_.isUsedUp(now)) return false;
+      if (fill()) continue;
+      found = stream_.expire(now, message, bytes);
     }
-    ended_ = atEnd_;
-    if (!ended_ && !fill()) return false;
+    if (found) count(message, bytes);
+    return found;
   }
   return false;
 }
@@ -52,7 +56,8 @@ bool StreamSource::fill() {
   if (allowed_ > 0) {
     if (poll(&ready, 1, 0) <= 0) return false;
     count = read(descriptor_, room.data(), std::min<std::uint64_t>(room.size(), allowed_));
-    if (count < 0 && (errno == EINTR || errno == EAGAIN)) return false;
+    if (count < 0 && errno == EINTR) return true;
+    if (count < 0 && errno == EAGAIN) return false;
     if (count < 0) observer_.notice(SourceObserver::Level::kError, stream_.path() + ": " + std::strerror(errno));
   }
   if (count <= 0) {
@@ -61,6 +66,7 @@ bool StreamSource::fill() {
     return true;
   }
   stream_.filled(static_cast<std::size_t>(count));
+  allowance_.took(static_cast<std::size_t>(count));
   if (allowed_ != UINT64_MAX) allowed_ -= static_cast<std::uint64_t>(count);
   return true;
 }

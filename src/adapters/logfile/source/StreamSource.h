@@ -1,6 +1,7 @@
 #ifndef QUILLON_SRC_ADAPTERS_LOGFILE_SOURCE_STREAMSOURCE_H_
 #define QUILLON_SRC_ADAPTERS_LOGFILE_SOURCE_STREAMSOURCE_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -14,6 +15,8 @@ struct StreamOptions {
   std::string path = "-";         ///< What messages give as the path they came from.
   std::size_t longest = 1 << 20;  ///< Of a message, in bytes.
   Joining joining;
+
+  bool operator==(const StreamOptions&) const = default;
 };
 
 /// The lines of a descriptor that is open already, such as standard input. What was read cannot be read again, so there
@@ -27,7 +30,7 @@ class StreamSource : public Source {
   bool next(TimePoint now, Message& message) override;
   /// -1 for a regular file, which can be read at any time.
   int descriptor() const override { return regular_ ? -1 : descriptor_; }
-  TimePoint deadline() const override { return stream_.deadline(); }
+  TimePoint deadline() const override { return std::min(stream_.deadline(), allowance_.resumeAt()); }
   /// kDrain goes on to the end of the stream, kStop reads what waits in a pipe.
   void finish(Finish how) override;
   bool ended() const override { return ended_; }

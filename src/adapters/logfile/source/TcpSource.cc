@@ -48,6 +48,7 @@ std::unique_ptr<TcpSource> TcpSource::open(const TcpOptions& options, SourceObse
 
 bool TcpSource::next(TimePoint now, Message& message) {
   if (ended_) return false;
+  allowance_.begin();
   if (finishing_ && !stopBy_) stopBy_ = now + std::chrono::seconds(1);
   if (now >= nextSweep_) sweep(now);
   if (now >= listenAgain_ && listener_) {
@@ -57,6 +58,7 @@ bool TcpSource::next(TimePoint now, Message& message) {
   while (true) {
     while (!turns_.empty()) {
       if (serve(now, message)) return true;
+      if (allowance_.isUsedUp(now)) return false;
     }
     if (stopBy_ && now >= *stopBy_) break;
     if (wait(now)) continue;
@@ -92,12 +94,18 @@ bool TcpSource::serve(TimePoint now, Message& message) {
     return false;
   }
   if (connection.atEnd) {
-    close(number, nullptr);
+    const bool isShort = connection.stream && connection.stream->endedShort() && !finishing_;
+    close(number, isShort ? "it ended within a message" : nullptr);
     return false;
   }
-  if (connection.readable && fill(number, connection, now)) {
+  const bool isDue = connection.stream && now >= connection.stream->deadline();
+  if ((connection.readable || isDue) && fill(number, connection, now)) {
     if (turns_.size() > 1) std::rotate(turns_.begin(), turns_.begin() + 1, turns_.end());
     return false;
+  }
+  if (isDue && connection.stream->expire(now, message, bytes)) {
+    count(message, bytes);
+    return true;
   }
   turns_.pop_front();
   connection.queued = false;
@@ -120,6 +128,7 @@ bool TcpSource::fill(std::uint64_t number, Connection& connection, TimePoint now
   if (count < 0 && (errno == EAGAIN || errno == EINTR)) return false;
   if (count > 0) {
     connection.stream->filled(static_cast<std::size_t>(count));
+    allowance_.took(static_cast<std::size_t>(count));
     connection.heard = now;
   } else {
     connection.atEnd = true;
@@ -226,7 +235,7 @@ void TcpSource::close(std::uint64_t number, const char* why) {
 }
 
 TimePoint TcpSource::deadline() const {
-  TimePoint first = std::min(nextSweep_, listenAgain_);
+  TimePoint first = std::min({nextSweep_, listenAgain_, allowance_.resumeAt()});
   if (options_.joining.indented) {
     for (const auto& entry : connections_) {
       if (entry.second.stream) first = std::min(first, entry.second.stream->deadline());

@@ -29,16 +29,21 @@ struct TcpOptions {
   std::size_t connections = 256;  ///< At a time; one more is closed at once.
   Duration idle = std::chrono::minutes(10);  ///< A connection that sends nothing for so long is closed.
   Joining joining;
+
+  bool operator==(const TcpOptions&) const = default;
 };
 
 /// Syslog by TCP, framed by newlines or by octet counting (RFC 6587). What a peer sends wrongly costs its own
-/// connection and nothing else; each connection gets its turn. The path of a message is the peer's address.
+/// connection and nothing else; each connection gets its turn. The path of a message is the peer's address. Of a
+/// message with its length in front that the peer does not send to its end, what came is delivered as it stands; the
+/// connection is then told and counted as refused.
 ///
 /// Such peers get no receipt: what the kernel took and nobody read is lost with this process.
 class TcpSource : public Source {
  public:
   /// Null when the socket cannot be had, with the reason in `error`.
-  static std::unique_ptr<TcpSource> open(const TcpOptions& options, SourceObserver& observer, std::string& error);
+  [[nodiscard]] static std::unique_ptr<TcpSource> open(const TcpOptions& options, SourceObserver& observer,
+                                                       std::string& error);
 
   bool next(TimePoint now, Message& message) override;
   int descriptor() const override { return poller_.get(); }

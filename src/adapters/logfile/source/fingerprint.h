@@ -17,7 +17,7 @@ std::uint64_t hashOf(std::string_view bytes);
 std::uint64_t tailHash(std::string_view before);
 
 /// The same of a file that is open, before `offset`. False when these bytes are not there.
-bool readTailHash(int descriptor, std::uint64_t offset, std::uint64_t& hash);
+[[nodiscard]] bool readTailHash(int descriptor, std::uint64_t offset, std::uint64_t& hash);
 
 /// The beginning of a file. It is taken of what was seen of the file and grows with that, so small files have one too.
 class Fingerprint {

@@ -12,7 +12,7 @@ namespace quillon {
 
 /// Opens a socket of `type`, SOCK_DGRAM or SOCK_STREAM, bound to "HOST:PORT", "[HOST]:PORT" or ":PORT" for all
 /// addresses. A stream socket listens. None when that fails, with the reason in `error`.
-Descriptor openInternetSocket(const std::string& address, int type, std::string& error);
+[[nodiscard]] Descriptor openInternetSocket(const std::string& address, int type, std::string& error);
 
 /// Where the socket is bound to: "127.0.0.1:514", "[::1]:514". Tells the port when 0 was asked for.
 std::string boundAddress(int socket);
