@@ -1,7 +1,5 @@
 #include "tools/quillon-match/Binder.h"
 
-#include <new>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,28 +15,19 @@ namespace {
 class FastBinder : public Binder {
  public:
   FastBinder(std::shared_ptr<const FormatSet> formats, bool fromEventLog)
-      : matcher_(std::move(formats)), fromEventLog_(fromEventLog), isUtf8_(isUtf8(platformCodeset())) {}
+      : matcher_(std::move(formats)), fromEventLog_(fromEventLog) {}
 
   const Bound* bind(std::string_view message) override {
-    const Match* const match = matcher_.bind(isUtf8_ ? message : converted(message), fromEventLog_);
+    const Match* const match = matcher_.bind(decoder_.decode(message), fromEventLog_);
     if (!match) return nullptr;
-    bound_ = {match->place, match->eventId, match->values, isUtf8_ ? message : std::string_view()};
+    bound_ = {match->place, match->eventId, match->values, decoder_.changesNothing() ? message : std::string_view()};
     return &bound_;
   }
 
  private:
-  std::string_view converted(std::string_view message) {
-    source_ = message;  // with a NUL byte behind it
-    converted_.emplace(nxl_to_utf8, platformCodeset(), source_);
-    if (!converted_->text()) throw std::bad_alloc();
-    return converted_->text();
-  }
-
   Matcher matcher_;
   const bool fromEventLog_;
-  const bool isUtf8_;  ///< The messages are UTF-8 already.
-  std::string source_;
-  std::optional<ConvertedText> converted_;
+  MessageDecoder decoder_;
   Bound bound_{};
 };
 

@@ -1,5 +1,7 @@
 #include "src/adapters/logfile/common/utf8_text.h"
 
+#include <new>
+
 #include <langinfo.h>
 
 #include <climits>
@@ -51,6 +53,13 @@ ConvertedText::ConvertedText(Conversion& convert, nxl_cs* cs, std::string_view s
   }
   text_ = target;
   if (target) convert(cs, source.data(), -1, target, static_cast<int>(room));
+}
+
+std::string_view MessageDecoder::convert(std::string_view message) {
+  source_ = message;  // with a NUL byte behind it
+  converted_.emplace(nxl_to_utf8, platformCodeset(), source_);
+  if (!converted_->text()) throw std::bad_alloc();
+  return converted_->text();
 }
 
 }  // namespace quillon

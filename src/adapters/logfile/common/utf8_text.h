@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "codeset/codeset.h"
@@ -51,6 +53,25 @@ class ConvertedText {
   std::unique_ptr<char, Free> large_;
   const char* text_;
   char small_[1000];
+};
+
+/// Messages in the platform's codeset as UTF-8. One for each thread.
+class MessageDecoder {
+ public:
+  MessageDecoder() : isUtf8_(isUtf8(platformCodeset())) {}
+
+  /// Messages are UTF-8 already, and decode() gives them back.
+  bool changesNothing() const { return isUtf8_; }
+
+  /// `message` itself, or the same up to its first NUL byte in UTF-8, valid until the next call. Throws std::bad_alloc.
+  std::string_view decode(std::string_view message) { return isUtf8_ ? message : convert(message); }
+
+ private:
+  std::string_view convert(std::string_view message);
+
+  const bool isUtf8_;
+  std::string source_;
+  std::optional<ConvertedText> converted_;
 };
 
 }  // namespace quillon
