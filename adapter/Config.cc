@@ -1,0 +1,346 @@
+#include "adapter/Config.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string_view>
+
+#include "adapter/address.h"
+#include "src/adapters/logfile/source/PathScanner.h"
+
+namespace quillon {
+namespace {
+
+namespace fs = std::filesystem;
+
+using std::chrono::milliseconds;
+
+constexpr std::uint64_t kLongestMessage = 64 << 20;
+constexpr milliseconds kDay{86'400'000};
+/// What StateFile makes, behind its path.
+constexpr const char* kStateFiles[] = {"", ".lock", ".new", ".damaged"};
+
+/// Without ".", ".." and slashes that mean nothing.
+std::string normalised(const fs::path& path) {
+  std::string normal = path.lexically_normal();
+  if (normal.size() > 1 && normal.ends_with('/')) normal.pop_back();
+  return normal;
+}
+
+/// A pattern that `path` alone matches.
+std::string patternFor(const std::string& path) {
+  std::string pattern;
+  for (const char c : path) {
+    if (std::string_view("*?[\\").find(c) != std::string_view::npos) pattern += '\\';
+    pattern += c;
+  }
+  return pattern;
+}
+
+/// Reads one document. Every table has its function, which asks for each key once; what is left over is unknown.
+class ConfigReader {
+ public:
+  /// `file` is the one that is read; empty for a text that is in none.
+  ConfigReader(fs::path directory, fs::path file, std::vector<ConfigFault>& faults)
+      : directory_(std::move(directory)), file_(std::move(file)), faults_(faults) {}
+
+  Config read(const toml::table& document) {
+    TomlTable root(document, "", faults_);
+    readPath(root, "state", config_.state);
+    if (root.readName("metrics", config_.metrics) && !isLoopbackAddress(config_.metrics)) {
+      root.report("metrics", "metrics must be a loopback address with a port, such as \"127.0.0.1:9464\"");
+    }
+    if (std::optional<TomlTable> log = root.table("log")) readLog(*log);
+    std::optional<TomlTable> output = root.table("output");
+    if (output) readOutput(*output);
+    root.require("source");
+    if (std::optional<TomlTable> sources = root.table("source")) {
+      readSources(*sources);
+      refuseClashes(output, *sources);
+    }
+    root.finish();
+    return std::move(config_);
+  }
+
+ private:
+  void readLog(TomlTable& table) {
+    table.readWord("level", config_.log.level,
+                   {{"error", LogLevel::kError}, {"warning", LogLevel::kWarning}, {"info", LogLevel::kInfo}});
+    table.readWord("form", config_.log.json, {{"text", false}, {"json", true}});
+    table.finish();
+  }
+
+  void readOutput(TomlTable& table) {
+    OutputConfig& output = config_.output;
+    readPath(table, "path", output.path);
+    table.readWord("form", output.form, {{"event", EventForm::kText}, {"json", EventForm::kJson}});
+    table.readWord("rotate", output.rotation,
+                   {{"never", Rotation::kNone}, {"daily", Rotation::kDaily}, {"size", Rotation::kSize}});
+    table.readSize("max_size", output.maxSize, 4096, std::uint64_t{1} << 50);
+    std::uint64_t keep = output.keep;
+    table.readNumber("keep", keep, 1, 1000);
+    output.keep = static_cast<unsigned>(keep);
+    if (output.path.empty()) {
+      for (const char* key : {"rotate", "max_size", "keep"}) {
+        if (table.has(key)) table.report(key, "output." + std::string(key) + " needs output.path: only files rotate");
+      }
+    }
+    table.finish();
+  }
+
+  void readSources(TomlTable& sources) {
+    for (const std::string& name : sources.names()) {
+      constexpr const char* kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
+      if (name.empty() || name.find_first_not_of(kLetters) != std::string::npos) {
+        sources.report(name, "the name of a source consists of letters, digits, \"_\" and \"-\"");
+        continue;
+      }
+      if (std::optional<TomlTable> table = sources.table(name)) readSource(name, *table);
+    }
+    if (config_.sources.empty() && faults_.empty()) sources.report("", "there is no [source.NAME]");
+  }
+
+  /// What the adapter writes must not be what it reads: each event would lead to another. Nor must it write into what
+  /// it needs for something else.
+  void refuseClashes(std::optional<TomlTable>& output, TomlTable& sources) {
+    const std::vector<std::string> written = writtenFiles();
+    std::map<std::string, std::string> taken = takenFiles();
+    const auto refuse = [&taken](TomlTable& table, std::string_view key, const std::string& path) {
+      const auto found = taken.find(path);
+      if (path.empty() || found == taken.end()) return;
+      table.report(key, "the adapter would write into " + path + ", which is " + found->second);
+    };
+    if (output) refuse(*output, "path", config_.output.path);
+    taken.emplace(config_.output.path, "where events go");
+    for (const SourceConfig& source : config_.sources) {
+      TomlTable table = *sources.table(source.name);
+      refuse(table, "unmatched", source.unmatched);
+      const auto* const files = std::get_if<FileOptions>(&source.input);
+      if (!files) continue;
+      const PathScanner followed(files->include, files->exclude);
+      for (const std::string& path : written) {
+        if (followed.matches(path)) {
+          table.report("path", "the adapter itself writes " + path + ", which this follows: exclude it");
+        }
+      }
+    }
+  }
+
+  /// All files that text is written to, one for each kind of name.
+  std::vector<std::string> writtenFiles() const {
+    std::vector<std::string> files;
+    const OutputConfig& output = config_.output;
+    if (!output.path.empty()) files.push_back(output.path);
+    if (output.rotation == Rotation::kSize) files.push_back(output.path + ".1");
+    if (output.rotation == Rotation::kDaily) files.push_back(output.path + ".2000-01-01");
+    for (const SourceConfig& source : config_.sources) {
+      if (!source.unmatched.empty() && std::ranges::find(files, source.unmatched) == files.end()) {
+        files.push_back(source.unmatched);
+      }
+    }
+    if (!config_.state.empty()) {
+      for (const char* const ending : kStateFiles) files.push_back(statePath(config_) + ending);
+    }
+    return files;
+  }
+
+  /// Paths that are used for something, by which none else may write there, and for what.
+  std::map<std::string, std::string> takenFiles() const {
+    std::map<std::string, std::string> files = {{normalised(file_), "this configuration"}};
+    if (!config_.state.empty()) {
+      for (const char* const ending : kStateFiles) files.emplace(statePath(config_) + ending, "a part of the state");
+    }
+    for (const SourceConfig& source : config_.sources) {
+      files.emplace(source.formats, "a format file");
+      const auto* const fifo = std::get_if<FifoOptions>(&source.input);
+      const auto* const datagrams = std::get_if<DatagramOptions>(&source.input);
+      const std::string path = fifo ? fifo->path : datagrams ? datagrams->address : "";
+      if (!path.starts_with('/')) continue;
+      files.emplace(path, "what source." + source.name + " reads");
+      files.emplace(path + ".lock", "the lock file of source." + source.name);
+    }
+    return files;
+  }
+
+  void readSource(const std::string& name, TomlTable& table) {
+    SourceConfig source;
+    source.name = name;
+    table.require("formats");
+    readPath(table, "formats", source.formats);
+    source.formatsPlace = table.placeOf("formats");
+    table.readWord("order", source.order, {{"last-first", FormatOrder::kLastFirst}, {"file", FormatOrder::kOfFile}});
+    table.read("default", source.defaultText);
+    table.read("label", source.label);
+    table.read("event_log", source.eventLog);
+    table.readDuration("multiline_wait", source.multilineWait, milliseconds(0), kDay);
+    readPath(table, "unmatched", source.unmatched);
+
+    enum class Type { kFile, kFifo, kStdin, kTcp, kUdp, kUnix };
+    std::optional<Type> type;
+    table.require("type");
+    table.readWord<std::optional<Type>>("type", type,
+                                        {{"file", Type::kFile},
+                                         {"fifo", Type::kFifo},
+                                         {"stdin", Type::kStdin},
+                                         {"tcp", Type::kTcp},
+                                         {"udp", Type::kUdp},
+                                         {"unix", Type::kUnix}});
+    if (!type) return;  // what else is there cannot be judged
+    switch (*type) {
+      case Type::kFile:
+        readFiles(table, source.input.emplace<FileOptions>());
+        break;
+      case Type::kFifo:
+        readFifo(table, source.input.emplace<FifoOptions>());
+        break;
+      case Type::kStdin: {
+        StreamOptions& options = source.input.emplace<StreamOptions>();
+        readLongest(table, options.longest);
+        readJoining(table, options.joining);
+        break;
+      }
+      case Type::kTcp:
+        readTcp(table, source.input.emplace<TcpOptions>());
+        break;
+      case Type::kUdp:
+      case Type::kUnix:
+        readDatagrams(table, source.input.emplace<DatagramOptions>(), *type == Type::kUnix);
+        break;
+    }
+    table.finish();
+    config_.sources.push_back(std::move(source));
+  }
+
+  void readFiles(TomlTable& table, FileOptions& options) {
+    table.require("path");
+    if (table.readNames("path", options.include) && options.include.empty()) {
+      table.report("path", "there must be one path or pattern at least");
+    }
+    for (std::string& pattern : options.include) pattern = resolvedPattern(pattern);
+    table.readNames("exclude", options.exclude);
+    for (std::string& pattern : options.exclude) {
+      if (pattern.find('/') != std::string::npos) pattern = resolvedPattern(pattern);
+    }
+    table.readWord("start", options.fromEnd, {{"beginning", false}, {"end", true}});
+    table.readDuration("poll_interval", options.pollInterval, milliseconds(10), kDay);
+    readLongest(table, options.longest);
+    readJoining(table, options.joining);
+  }
+
+  void readFifo(TomlTable& table, FifoOptions& options) {
+    table.require("path");
+    readPath(table, "path", options.path);
+    table.readMode("mode", options.mode);
+    readLongest(table, options.longest);
+    readJoining(table, options.joining);
+  }
+
+  void readTcp(TomlTable& table, TcpOptions& options) {
+    readAddress(table, options.address);
+    table.readWord("framing", options.framing,
+                   {{"auto", Framing::kAuto}, {"newline", Framing::kNewline}, {"octets", Framing::kOctets}});
+    std::uint64_t connections = options.connections;
+    table.readNumber("connections", connections, 1, 100'000);
+    options.connections = connections;
+    table.readDuration("idle", options.idle, milliseconds(100), kDay);
+    readLongest(table, options.longest);
+    readJoining(table, options.joining);
+  }
+
+  void readDatagrams(TomlTable& table, DatagramOptions& options, bool isUnix) {
+    options.local = isUnix;
+    if (isUnix) {
+      table.require("path");
+      readPath(table, "path", options.address);
+      table.readMode("mode", options.mode);
+    } else {
+      readAddress(table, options.address);
+    }
+    readLongest(table, options.longest);
+    std::uint64_t buffer = static_cast<std::uint64_t>(options.receiveBuffer);
+    table.readSize("receive_buffer", buffer, 4096, 1 << 30);
+    options.receiveBuffer = static_cast<int>(buffer);
+  }
+
+  void readLongest(TomlTable& table, std::size_t& longest) {
+    std::uint64_t bytes = longest;
+    table.readSize("max_message", bytes, 64, kLongestMessage);
+    longest = bytes;
+  }
+
+  void readJoining(TomlTable& table, Joining& joining) {
+    table.readWord("join", joining.indented, {{"none", false}, {"indented", true}});
+    table.readDuration("join_wait", joining.wait, milliseconds(0), kDay);
+  }
+
+  void readAddress(TomlTable& table, std::string& address) {
+    table.require("address");
+    if (table.readName("address", address) && !isAddress(address)) {
+      table.report("address", "the address must be HOST:PORT, such as \"192.0.2.1:514\", \"[::1]:514\" or \":514\"");
+    }
+  }
+
+  void readPath(TomlTable& table, std::string_view key, std::string& path) {
+    if (table.readName(key, path)) path = normalised(directory_ / path);
+  }
+
+  std::string resolvedPattern(const std::string& pattern) const {
+    return normalised(fs::path(patternFor(directory_)) / pattern);
+  }
+
+  const fs::path directory_;
+  const fs::path file_;
+  std::vector<ConfigFault>& faults_;
+  Config config_;
+};
+
+std::optional<Config> parse(const std::string& text, const fs::path& directory, const fs::path& file,
+                            std::vector<ConfigFault>& faults) {
+  const std::size_t before = faults.size();
+  toml::table document;
+  try {
+    document = toml::parse(text);
+  } catch (const toml::parse_error& error) {  // the library knows no other way
+    faults.push_back({{error.source().begin.line, error.source().begin.column}, std::string(error.description())});
+    return std::nullopt;
+  }
+  Config config = ConfigReader(directory, file, faults).read(document);
+  std::stable_sort(faults.begin() + static_cast<std::ptrdiff_t>(before), faults.end(),
+                   [](const ConfigFault& a, const ConfigFault& b) {
+                     return std::pair(a.place.line, a.place.column) < std::pair(b.place.line, b.place.column);
+                   });
+  if (faults.size() > before) return std::nullopt;
+  return config;
+}
+
+}  // namespace
+
+std::optional<Config> parseConfig(const std::string& text, const std::string& directory,
+                                  std::vector<ConfigFault>& faults) {
+  return parse(text, directory, {}, faults);
+}
+
+std::optional<Config> readConfig(const std::string& path, std::vector<ConfigFault>& faults) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  if (!file || !(text << file.rdbuf())) {
+    const int error = errno;
+    if (!file || file.bad() || fs::is_directory(path)) {
+      faults.push_back({{}, "cannot read " + path + ": " + std::strerror(error)});
+      return std::nullopt;
+    }
+  }
+  std::error_code failed;
+  const fs::path absolute = fs::absolute(path, failed);
+  if (failed) {
+    faults.push_back({{}, "cannot tell the current directory: " + failed.message()});
+    return std::nullopt;
+  }
+  return parse(text.str(), absolute.parent_path(), absolute, faults);
+}
+
+}  // namespace quillon

@@ -1,0 +1,42 @@
+#ifndef QUILLON_ADAPTER_METRICS_H_
+#define QUILLON_ADAPTER_METRICS_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "adapter/SourceRunner.h"
+
+namespace quillon {
+
+/// What the adapter shows of itself at one time.
+struct AdapterFigures {
+  std::vector<SourceFigures> sources;
+  std::uint64_t outputBytes = 0;
+  std::uint64_t outputErrors = 0;
+  std::uint64_t reloads = 0;
+  std::uint64_t failedReloads = 0;
+};
+
+/// Answers requests for /metrics by HTTP in the text form of Prometheus, in threads of its own, with the figures that
+/// were published last. publish() is for one thread.
+class Metrics {
+ public:
+  /// Listens at "HOST:PORT". Null when that cannot be, with the reason in `error`.
+  static std::unique_ptr<Metrics> listen(const std::string& address, std::string& error);
+  ~Metrics();
+
+  void publish(AdapterFigures figures);
+
+ private:
+  class Server;
+
+  Metrics();
+
+  std::unique_ptr<Server> server_;
+};
+
+}  // namespace quillon
+
+#endif  // QUILLON_ADAPTER_METRICS_H_

@@ -1,0 +1,59 @@
+#include "adapter/Positions.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <map>
+#include <system_error>
+
+namespace quillon {
+
+std::unique_ptr<Positions> Positions::open(const std::string& directory, std::string& error, std::string& damage) {
+  auto positions = std::make_unique<Positions>();
+  if (directory.empty()) return positions;
+  std::error_code failed;
+  std::filesystem::create_directories(directory, failed);
+  if (failed) {
+    error = "cannot make " + directory + ": " + failed.message();
+    return nullptr;
+  }
+  positions->file_ = StateFile::open(directory + "/positions", error, damage);
+  positions->damaged_ = !damage.empty();
+  return positions->file_ ? std::move(positions) : nullptr;
+}
+
+KeptState Positions::of(const std::string& source) const {
+  std::map<std::string, std::string> records;
+  if (file_) {
+    for (StateRecord& record : file_->state(source)) records[record.key] = std::move(record.value);
+  }
+  if (const auto later = kept_.find(source); later != kept_.end()) {
+    for (const auto& [key, value] : later->second) records[key] = value;
+  }
+  KeptState found{.records = {}, .damaged = damaged_};
+  for (auto& [key, value] : records) {
+    if (!value.empty()) found.records.push_back({key, std::move(value)});
+  }
+  return found;
+}
+
+int Positions::keep(const std::string& source, const std::vector<StateRecord>& changes, bool sync) {
+  if (changes.empty() && (!file_ || !kept_.contains(source))) return 0;
+  std::map<std::string, std::string>& records = kept_[source];
+  for (const StateRecord& record : changes) {
+    // In a file the empty value is news; in memory there is nothing that it would take away.
+    if (!file_ && record.value.empty()) {
+      records.erase(record.key);
+    } else {
+      records[record.key] = record.value;
+    }
+  }
+  if (!file_) return 0;
+  std::vector<StateRecord> all;
+  all.reserve(records.size());
+  for (const auto& [key, value] : records) all.push_back({key, value});
+  if (!file_->keep(source, all, sync)) return errno;
+  kept_.erase(source);
+  return 0;
+}
+
+}  // namespace quillon

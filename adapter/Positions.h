@@ -1,0 +1,42 @@
+#ifndef QUILLON_ADAPTER_POSITIONS_H_
+#define QUILLON_ADAPTER_POSITIONS_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "src/adapters/logfile/source/Source.h"
+#include "src/adapters/logfile/source/StateFile.h"
+
+namespace quillon {
+
+/// What was kept of a source.
+struct KeptState {
+  std::vector<StateRecord> records;
+  bool damaged = false;  ///< There may have been more, even if there is nothing.
+};
+
+/// Where reading has come to, of each source: for the next start in a state file, or without one at least for the
+/// sources that a reload ends and begins again. For one thread.
+class Positions {
+ public:
+  /// In the file "positions" of `directory`, which is made when it is not there; in memory when that is empty. Null
+  /// when that cannot be, with the reason in `error`. What was damaged is told in `damage`, and the rest holds.
+  [[nodiscard]] static std::unique_ptr<Positions> open(const std::string& directory, std::string& error,
+                                                       std::string& damage);
+
+  /// What is known of a source.
+  KeptState of(const std::string& source) const;
+
+  /// Keeps changes; with `sync` on the disk. 0, or the errno of what failed: then these are kept with the next ones.
+  [[nodiscard]] int keep(const std::string& source, const std::vector<StateRecord>& changes, bool sync);
+
+ private:
+  bool damaged_ = false;
+  std::unique_ptr<StateFile> file_;  ///< Null: in memory.
+  StateFile::Kept kept_;             ///< What the file does not have: all, or what could not be written.
+};
+
+}  // namespace quillon
+
+#endif  // QUILLON_ADAPTER_POSITIONS_H_

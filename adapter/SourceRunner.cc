@@ -1,0 +1,262 @@
+#include "adapter/SourceRunner.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "foundation/checkpoint.h"
+
+namespace quillon {
+namespace {
+
+/// How often a source tells of messages that it had to cut,
+constexpr std::chrono::seconds kCutTold(10);
+/// and what stands behind their text.
+constexpr std::string_view kCutMark = " [cut]";
+
+/// Opens what a configuration names.
+class Opener {
+ public:
+  Opener(const KeptState& state, SourceObserver& observer, std::string& error)
+      : state_(state), observer_(observer), error_(error) {}
+
+  std::unique_ptr<Source> operator()(const StreamOptions& options) const {
+    return std::make_unique<StreamSource>(STDIN_FILENO, options, observer_);
+  }
+  std::unique_ptr<Source> operator()(const FileOptions& options) const {
+    return std::make_unique<FileSource>(options, state_.records, observer_, state_.damaged);
+  }
+  std::unique_ptr<Source> operator()(const FifoOptions& options) const {
+    return FifoSource::open(options, observer_, error_);
+  }
+  std::unique_ptr<Source> operator()(const TcpOptions& options) const {
+    return TcpSource::open(options, observer_, error_);
+  }
+  std::unique_ptr<Source> operator()(const DatagramOptions& options) const {
+    return DatagramSource::open(options, observer_, error_);
+  }
+
+ private:
+  const KeptState& state_;
+  SourceObserver& observer_;
+  std::string& error_;
+};
+
+/// The file for unmatched messages; nothing when none is wanted, or with an error.
+std::optional<EventOutput> openFor(const SourceConfig& config, std::string& error) {
+  if (config.unmatched.empty()) return std::nullopt;
+  OutputConfig output;
+  output.path = config.unmatched;
+  EventOutput unmatched;
+  error = unmatched.open(output, EventOutput::Clock::now());
+  if (!error.empty()) return std::nullopt;
+  return unmatched;
+}
+
+/// Messages have all their lines before they are bound.
+bool joinsLines(const SourceConfig& config) {
+  return std::visit(
+      [](const auto& options) {
+        if constexpr (requires { options.joining; }) {
+          return options.joining.indented;
+        } else {
+          return false;
+        }
+      },
+      config.input);
+}
+
+}  // namespace
+
+std::unique_ptr<SourceRunner> SourceRunner::open(const SourceConfig& config, std::shared_ptr<const FormatFile> formats,
+                                                 const KeptState& state, EventOutput& events, const Log& log,
+                                                 std::string& error) {
+  std::unique_ptr<SourceRunner> runner(new SourceRunner(config, events, log));
+  runner->unmatched_ = openFor(config, error);
+  if (!error.empty()) return nullptr;
+  runner->source_ = std::visit(Opener(state, *runner, error), config.input);
+  if (!runner->source_) return nullptr;
+  runner->setFormats(std::move(formats));
+  return runner;
+}
+
+SourceRunner::SourceRunner(const SourceConfig& config, EventOutput& events, const Log& log)
+    : config_(config), events_(events), log_(log) {}
+
+SourceRunner::~SourceRunner() = default;
+
+std::optional<EventOutput> SourceRunner::openUnmatched(const SourceConfig& config, std::string& error) const {
+  if (config.unmatched == config_.unmatched) return std::nullopt;
+  return openFor(config, error);
+}
+
+void SourceRunner::setFormats(std::shared_ptr<const FormatFile> formats) {
+  collectCounts();
+  formats_ = std::move(formats);
+  bound_.assign(formats_->classes().size(), 0);
+  const MessageBinder::Options options{
+      .wait = config_.multilineWait, .fromEventLog = config_.eventLog, .whole = joinsLines(config_)};
+  if (binder_) {
+    binder_->setFormats(formats_, options);
+  } else {
+    binder_.emplace(formats_, options, [this](const MessageBinder::Outcome& outcome) { handle(outcome); });
+  }
+  writer_.emplace(formats_->forms(), EventSource{config_.defaultText, config_.label, fileName_});
+}
+
+void SourceRunner::reconfigure(const SourceConfig& config, std::shared_ptr<const FormatFile> formats,
+                               std::optional<EventOutput> unmatched) {
+  if (config.unmatched != config_.unmatched) {
+    if (unmatched_) static_cast<void>(unmatched_->flush(EventOutput::Clock::now()));
+    if (unmatched_ && unmatched) unmatched->takeOver(*unmatched_);  // what the old file does not take
+    unmatched_ = std::move(unmatched);
+  }
+  auto input = std::move(config_.input);  // what the source was opened with
+  config_ = config;
+  config_.input = std::move(input);
+  setFormats(std::move(formats));
+}
+
+void SourceRunner::finish(Finish how) {
+  finishing_ = how;
+  source_->finish(how);
+}
+
+bool SourceRunner::work(TimePoint now, std::size_t most) {
+  Message message;
+  checkpoint("turn-begun");
+  for (std::size_t n = 0; n < most; ++n) {
+    if (source_->next(now, message)) {
+      if (message.cut) message.text = marked(message, now);
+      binder_->add(message, now);
+      continue;
+    }
+    const bool ended = source_->ended();
+    if (ended && finishing_ == Finish::kStop) {
+      binder_->forget([this](const Position& position) { return source_->comesAgain(position); });
+    }
+    // Where the source only pauses, the lines that are waited for may be there.
+    if (ended || source_->deadline() > now) binder_->expire(now, ended);
+    ended_ = ended;
+    return false;
+  }
+  return true;
+}
+
+TimePoint SourceRunner::deadline() const { return std::min(source_->deadline(), binder_->deadline()); }
+
+void SourceRunner::handle(const MessageBinder::Outcome& outcome) {
+  if (outcome.match) {
+    ++bound_[outcome.match->place];
+    write(outcome);
+  } else {
+    ++unmatchedCount_;
+    if (unmatched_) {
+      unmatched_->lines().append(outcome.text);
+      unmatched_->lines().append("\n");
+    }
+  }
+  for (const Position& position : outcome.positions) handled_[position.file] = position;
+}
+
+/// Writes the event as one line, whatever its values hold: a newline within them is written as "\n".
+void SourceRunner::write(const MessageBinder::Outcome& outcome) {
+  if (outcome.path != fileName_) {
+    fileName_ = outcome.path;
+    writer_->setSource({config_.defaultText, config_.label, fileName_});
+  }
+  LineBuffer& lines = events_.lines();
+  const std::size_t most = writer_->begin(outcome.match->place, outcome.match->values);
+  char* const begin = lines.room(most + EventWriter::kStride + 1);
+  char* end = writer_->write(begin);
+  if (std::memchr(begin, '\n', static_cast<std::size_t>(end - begin))) {
+    std::string escaped;
+    for (const char c : std::string_view(begin, static_cast<std::size_t>(end - begin))) {
+      c == '\n' ? escaped.append("\\n") : escaped.append(1, c);
+    }
+    escaped += '\n';
+    lines.append(escaped);
+    return;
+  }
+  *end++ = '\n';
+  lines.endAt(end);
+}
+
+/// The text of a message that was cut, with the mark that says so. Tells of it now and then.
+std::string_view SourceRunner::marked(const Message& message, TimePoint now) {
+  if (now >= cutToldAt_ + kCutTold) {
+    cutToldAt_ = now;
+    log_.warning(config_.name + ": a message of " + std::string(message.path) + " was cut to " +
+                 std::to_string(message.text.size()) + " bytes, since it is longer than max_message");
+  }
+  return marked_.assign(message.text).append(kCutMark);
+}
+
+int SourceRunner::flushUnmatched(EventOutput::Clock::time_point now) { return unmatched_ ? unmatched_->flush(now) : 0; }
+
+int SourceRunner::reopen() { return unmatched_ ? unmatched_->reopen() : 0; }
+
+void SourceRunner::written() {
+  for (const auto& [file, position] : handled_) source_->acknowledge(position);
+  handled_.clear();
+  checkpoint("acknowledged");
+}
+
+/// Adds what was counted by format to what is kept by class.
+void SourceRunner::collectCounts() {
+  if (!binder_) return;
+  for (std::size_t place = 0; place < bound_.size(); ++place) {
+    if (bound_[place] > 0) eventsByClass_[formats_->classes()[place]] += bound_[place];
+    givenUp_ += binder_->counts(static_cast<std::uint32_t>(place)).givenUp;
+  }
+  bound_.assign(bound_.size(), 0);
+}
+
+SourceFigures SourceRunner::figures(TimePoint now) {
+  SourceFigures figures;
+  figures.name = config_.name;
+  figures.counters = source_->counters();
+  figures.unmatched = unmatchedCount_;
+  figures.givenUp = givenUp_;
+  figures.events = eventsByClass_;
+  for (std::size_t place = 0; place < bound_.size(); ++place) {
+    if (bound_[place] > 0) figures.events[formats_->classes()[place]] += bound_[place];
+    figures.givenUp += binder_->counts(static_cast<std::uint32_t>(place)).givenUp;
+  }
+  if (figures.counters.lag == 0) {
+    behindSince_.reset();
+  } else {
+    if (!behindSince_) behindSince_ = now;
+    figures.lagSeconds = std::chrono::duration<double>(now - *behindSince_).count();
+  }
+  return figures;
+}
+
+void SourceRunner::gap(const Gap& gap) {
+  std::string text = config_.name + ": " + std::string(gap.path) + ": ";
+  if (gap.to > gap.from) {
+    text += "bytes " + std::to_string(gap.from) + " to " + std::to_string(gap.to) + " are lost";
+    if (gap.open) text += ", perhaps more behind them";
+  } else {
+    text += "what stood behind byte " + std::to_string(gap.from) + " may be lost";
+  }
+  log_.error(text + " (" + std::string(gap.cause) + ")");
+}
+
+void SourceRunner::notice(Level level, std::string_view text) {
+  const std::string line = config_.name + ": " + std::string(text);
+  switch (level) {
+    case Level::kError:
+      failed_ = true;
+      return log_.error(line);
+    case Level::kWarning:
+      return log_.warning(line);
+    case Level::kInfo:
+      return log_.info(line);
+  }
+}
+
+}  // namespace quillon
