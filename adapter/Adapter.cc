@@ -103,7 +103,7 @@ bool Adapter::start() {
     return false;
   };
   std::string damage;
-  positions_ = Positions::open(config().state, error, damage);
+  positions_ = Positions::open(statePath(config()), error, damage);
   if (!positions_) return failed();
   if (!damage.empty()) log_.error(damage);
   if (config().state.empty()) {

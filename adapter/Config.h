@@ -67,8 +67,8 @@ struct Config {
   std::vector<SourceConfig> sources;  ///< In the order of the file.
 };
 
-/// The file with what must outlast the process.
-inline std::string statePath(const Config& config) { return config.state + "/positions"; }
+/// The file with what must outlast the process; empty when nothing does.
+inline std::string statePath(const Config& config) { return config.state.empty() ? "" : config.state + "/positions"; }
 
 /// Reads the file `path`. All that is wrong is told in `faults`, in the order of the file; then the result is not to be
 /// used. Whether other files exist that it names is not looked at. For one thread at a time, as any value.

@@ -7,16 +7,17 @@
 
 namespace quillon {
 
-std::unique_ptr<Positions> Positions::open(const std::string& directory, std::string& error, std::string& damage) {
+std::unique_ptr<Positions> Positions::open(const std::string& path, std::string& error, std::string& damage) {
   auto positions = std::make_unique<Positions>();
-  if (directory.empty()) return positions;
+  if (path.empty()) return positions;
+  const std::filesystem::path directory = std::filesystem::path(path).parent_path();
   std::error_code failed;
   std::filesystem::create_directories(directory, failed);
   if (failed) {
-    error = "cannot make " + directory + ": " + failed.message();
+    error = "cannot make " + directory.string() + ": " + failed.message();
     return nullptr;
   }
-  positions->file_ = StateFile::open(directory + "/positions", error, damage);
+  positions->file_ = StateFile::open(path, error, damage);
   positions->damaged_ = !damage.empty();
   return positions->file_ ? std::move(positions) : nullptr;
 }

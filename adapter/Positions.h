@@ -20,9 +20,9 @@ struct KeptState {
 /// sources that a reload ends and begins again. For one thread.
 class Positions {
  public:
-  /// In the file "positions" of `directory`, which is made when it is not there; in memory when that is empty. Null
-  /// when that cannot be, with the reason in `error`. What was damaged is told in `damage`, and the rest holds.
-  [[nodiscard]] static std::unique_ptr<Positions> open(const std::string& directory, std::string& error,
+  /// In the state file `path`, whose directory is made when it is not there; in memory when that is empty. Null when
+  /// that cannot be, with the reason in `error`. What was damaged is told in `damage`, and the rest holds.
+  [[nodiscard]] static std::unique_ptr<Positions> open(const std::string& path, std::string& error,
                                                        std::string& damage);
 
   /// What is known of a source.
