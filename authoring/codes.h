@@ -29,6 +29,14 @@ enum class FindingCode {
   // 601 to 699: what the matcher would do.
 
   // 701 to 799: samples.
+  kMalformedSample = 701,
+  kMisplacedSample = 702,
+  kLooksLikeSample = 703,
+  kUnknownSampleBlock = 704,
+  kSampleNotBound = 705,
+  kSampleWronglyBound = 706,
+  kSampleValue = 707,
+  kSampleOrder = 708,
 };
 
 /// A row of the table in codes.cc, from which everything that is said about a code in general comes.
