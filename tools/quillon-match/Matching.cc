@@ -89,12 +89,14 @@ int match(const MatchOptions& options) {
                .events = events,
                .unmatched = unmatchedFile ? &unmatched : nullptr,
                .statistics = statistics,
-               .forms = EventForms::make(driver, options.output == "json" ? EventForm::kJson : EventForm::kText),
+               .forms = nullptr,
                .makeBinder = binders(options, driver),
                .delimiter = options.delimiter(),
                .writesEachLine = options.lineBuffered || isatty(STDOUT_FILENO),
                .showsControls = options.output == "event" && isatty(STDOUT_FILENO),
                .survivesNoMemory = options.engine == "fast"};
+  // Behind the engine, whose making needs room that is free by now.
+  run.forms = EventForms::make(driver, options.output == "json" ? EventForm::kJson : EventForm::kText);
   std::set_new_handler(nullptr);  // what is bound by then is written first
   runInOrder(threads(options), [&run] { return std::make_unique<MatchWorker>(run); });
 

@@ -180,6 +180,15 @@ void Reading::beginComment(std::size_t at) {
 
 void Reading::addToComment(std::string_view text) { commentText_ += text; }
 
+void Reading::addEscapedToComment(std::string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isPair = text[i] == '\1';
+    if (isPair) ++i;
+    commentText_ += isPair && text[i] == '\2' ? '\0' : text[i];
+  }
+  skipPairs(pairs(text));
+}
+
 void Reading::endComment(std::size_t at) {
   comment_.end = at;
   comment_.endLineStart = lineStart_;

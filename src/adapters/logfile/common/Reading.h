@@ -96,6 +96,8 @@ class Reading : private ReportSink {
   void skipPairs(std::size_t pairs) { lineStart_ += pairs; }
   void beginComment(std::size_t at);
   void addToComment(std::string_view text);
+  /// The same for text that may have pairs in it.
+  void addEscapedToComment(std::string_view text);
   void endComment(std::size_t at);
   /// At the end of the file: waits for ever unless comments must be closed, else reports that this one is not.
   void unclosedComment();

@@ -58,6 +58,12 @@ class Facts {
     return {words_.data() + format.middle, words_.data() + format.back};
   }
 
+  /// The same, and the words counted from the back: all that stands behind the first star.
+  std::span<const WordFact> wordsBehindStar(const FormatFacts& format) const {
+    if (format.exactCount) return {};
+    return {words_.data() + format.middle, words_.data() + format.back + format.backCount};
+  }
+
   /// The answer that all messages have which `format` binds. False when there is no such answer.
   bool answer(const FormatFacts& format, Probe probe, std::uint32_t& print) const;
 

@@ -9,15 +9,30 @@
 
 namespace quillon {
 
+namespace {
+
+// What making each takes besides is free before the next one is made.
+
+Literal makeLiteral(const LogDriver& driver) {
+  Literal::Builder builder;
+  for (FormatSpec* format : driver.getFormats()) builder.add(*format);
+  return builder.finish();
+}
+
+FirstPass makeFirstPass(const Literal& literal) {
+  FirstPass::Builder builder(literal);
+  for (std::uint32_t place = 0; place < literal.size(); ++place) builder.add(place);
+  return builder.finish();
+}
+
+}  // namespace
+
 std::shared_ptr<const FormatSet> FormatSet::make(const LogDriver& driver) {
   auto engine = std::make_unique<Engine>();
-  Literal::Builder literal;
-  for (FormatSpec* format : driver.getFormats()) literal.add(*format);
-  engine->literal = literal.finish();
-  FirstPass::Builder firstPass(engine->literal);
+  engine->literal = makeLiteral(driver);
+  engine->firstPass = makeFirstPass(engine->literal);
   Facts facts(engine->literal);
   for (std::uint32_t place = 0; place < engine->literal.size(); ++place) {
-    firstPass.add(place);
     if (engine->literal.variables(place) > 0) {
       facts.add(place);
     } else {
@@ -26,7 +41,6 @@ std::shared_ptr<const FormatSet> FormatSet::make(const LogDriver& driver) {
   }
   facts.finish();
   engine->fixed.finish();
-  engine->firstPass = firstPass.finish();
   engine->index = IndexBuilder(facts, engine->firstPass).build();
   engine->inFileOrder = driver.isInFileOrder();
   return std::shared_ptr<const FormatSet>(new FormatSet(std::move(engine)));

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <map>
 #include <numeric>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -14,6 +15,7 @@ namespace quillon {
 namespace {
 
 constexpr double kUseless = 1e9;
+constexpr int kHeaderWords = 8;
 
 /// What it costs to go on with so many formats.
 double costOfFormats(double formats) {
@@ -42,7 +44,6 @@ Index IndexBuilder::build() {
 /// Formats with the same header: the same words at the beginning, as long as many formats have each of them there.
 /// Formats of headers of their own make a group, and so do those that say nothing of any word counted from the front.
 std::vector<IndexBuilder::Ids> IndexBuilder::groupsByHeader() const {
-  constexpr int kLongest = 8;
   constexpr std::uint32_t kNothing = 0;
   constexpr std::uint32_t kOwn = 1;
   const auto formats = static_cast<std::uint32_t>(facts_.formats().size());
@@ -54,12 +55,12 @@ std::vector<IndexBuilder::Ids> IndexBuilder::groupsByHeader() const {
   };
   std::unordered_map<std::uint32_t, std::size_t> users;
   for (std::uint32_t id = 0; id < formats; ++id) {
-    for (int position = 0; position < kLongest; ++position) ++users[keyOf(id, position)];
+    for (int position = 0; position < kHeaderWords; ++position) ++users[keyOf(id, position)];
   }
   std::map<std::uint32_t, Ids> byHeader;
   for (std::uint32_t id = 0; id < formats; ++id) {
     std::uint32_t header = kNothing;
-    for (int position = 0; position < kLongest; ++position) {
+    for (int position = 0; position < kHeaderWords; ++position) {
       const std::uint32_t key = keyOf(id, position);
       if (key == kNothing) continue;
       if (users[key] < many) {
@@ -96,6 +97,7 @@ std::vector<IndexBuilder::Ids> IndexBuilder::groupsByHeader() const {
 /// suits many of them.
 void IndexBuilder::addRoots(const Ids& formats, std::size_t most) {
   Ids rest = formats;
+  while (made_.roots_.size() + 1 < most && addRootByWord(rest)) continue;
   while (!rest.empty()) {
     Ranked probes = allProbes(sampleOf(rest, kSample));
     std::vector<Probe> asked;
@@ -113,6 +115,53 @@ void IndexBuilder::addRoots(const Ids& formats, std::size_t most) {
                         std::back_inserter(rootFormats_.back()));
     rest = std::move(silent);
   }
+}
+
+/// Moves formats that say nothing of their first words, but have one word in common behind a star, below a root of
+/// their own, if they are most of `formats`. What else they say is counted from the back, and takes many questions to
+/// reach them all; the word spares those to messages that do not have it.
+bool IndexBuilder::addRootByWord(Ids& formats) {
+  if (formats.size() <= kLeaf) return false;
+  std::unordered_map<std::uint32_t, std::size_t> users;
+  const WordFact* common = nullptr;
+  const auto has = [this](std::uint32_t id, const auto& visit) {
+    if (saysHowItBegins(id)) return false;
+    const std::span<const WordFact> words = facts_.wordsBehindStar(facts_.formats()[id]);
+    return std::any_of(words.begin(), words.end(), [&](const WordFact& word) { return word.exact && visit(word); });
+  };
+  for (const std::uint32_t id : formats) {
+    has(id, [&](const WordFact& word) {
+      if (2 * ++users[facts_.print(word)] >= formats.size() && !common) common = &word;
+      return false;
+    });
+  }
+  if (!common) return false;
+
+  const std::uint32_t print = facts_.print(*common);
+  const auto middle = std::stable_partition(formats.begin(), formats.end(), [&](std::uint32_t id) {
+    return !has(id, [&](const WordFact& word) { return facts_.print(word) == print; });
+  });
+  const Ids below(middle, formats.end());
+  formats.erase(middle, formats.end());
+  std::vector<Probe> asked;
+  Index::Node node{};
+  node.probes[0].part = Probe::Part::kAny;
+  node.likely = Index::wordBit(facts_.head(*common).front(), common->head);
+  addChildTable(node, 1);
+  setChild(node, print, build(below, allProbes(sampleOf(below, kSample)), asked));
+  made_.nodes_.push_back(node);
+  made_.roots_.push_back(Index::Ref::node(static_cast<std::uint32_t>(made_.nodes_.size()) - 1));
+  rootFormats_.push_back(below);
+  return true;
+}
+
+/// Of the words by which groups are told apart.
+bool IndexBuilder::saysHowItBegins(std::uint32_t id) const {
+  for (int position = 0; position < kHeaderWords; ++position) {
+    const WordFact* const fact = facts_.word(facts_.formats()[id], position);
+    if (fact && fact->head > 0) return true;
+  }
+  return false;
 }
 
 Index::Ref IndexBuilder::build(const Ids& formats, const Ranked& probes, std::vector<Probe>& asked) {
@@ -342,18 +391,27 @@ IndexBuilder::Choice IndexBuilder::choose(const Ids& formats, Ranked& probes) co
     Answers answers;
     double cost;
   };
-  const Ids sample = sampleOf(formats, probes.size() > kInherited ? kSample : kSmallSample);
   std::vector<Entry> entries;
-  entries.reserve(probes.size());
-  for (const Probe& probe : probes) {
-    Answers answers = answersOf(probe, sample);
-    const double cost = costOf(answers, 1, formats.size());
-    entries.push_back({probe, std::move(answers), cost});
+  const auto rank = [&](const Ranked& candidates, const Ids& sample) {
+    entries.clear();
+    entries.reserve(candidates.size());
+    for (const Probe& probe : candidates) {
+      Answers answers = answersOf(probe, sample);
+      const double cost = costOf(answers, 1, formats.size());
+      entries.push_back({probe, std::move(answers), cost});
+    }
+    std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.cost < b.cost; });
+    if (entries.size() > kInherited) entries.erase(entries.begin() + kInherited, entries.end());
+    probes.clear();
+    for (const Entry& entry : entries) probes.push_back(entry.probe);
+  };
+  const bool narrowed = probes.size() <= kInherited;
+  Ids sample = sampleOf(formats, kSmallSample);
+  rank(Ranked(probes), sample);
+  if (!narrowed && formats.size() > kSmallSample) {  // a few good ones are left, and worth a closer look
+    sample = sampleOf(formats, kSample);
+    rank(Ranked(probes), sample);
   }
-  std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.cost < b.cost; });
-  if (entries.size() > kInherited) entries.erase(entries.begin() + kInherited, entries.end());
-  probes.clear();
-  for (const Entry& entry : entries) probes.push_back(entry.probe);
 
   Choice best;
   best.cost = 0.5 * static_cast<double>(formats.size());  // of a leaf

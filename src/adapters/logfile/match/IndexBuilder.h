@@ -36,7 +36,7 @@ class IndexBuilder {
   };
 
   static constexpr std::size_t kLeaf = 4;
-  static constexpr std::size_t kSample = 256;
+  static constexpr std::size_t kSample = 128;
   static constexpr std::size_t kSmallSample = 64;
   static constexpr std::size_t kFewSilent = 2;
   static constexpr std::size_t kInherited = 24;
@@ -47,6 +47,8 @@ class IndexBuilder {
 
   std::vector<Ids> groupsByHeader() const;
   void addRoots(const Ids& formats, std::size_t most);
+  bool addRootByWord(Ids& formats);
+  bool saysHowItBegins(std::uint32_t id) const;
   void makeGates();
   Index::Ref build(const Ids& formats, const Ranked& probes, std::vector<Probe>& asked);
   Index::Ref makeNode(const Choice& choice, const Ids& formats, const Ranked& probes, std::vector<Probe>& asked,

@@ -28,12 +28,11 @@ std::uint32_t TextPool::keep(std::string_view text) {
 }
 
 std::string TextPool::finish() {
-  known_ = {};
+  known_ = std::vector<Known>();  // gives its memory back, which {} does not
   std::string texts;
   texts.reserve(texts_.size() + kTextPadding);
   texts = texts_;
   texts.append(kTextPadding, '\0');
-  texts_ = {};
   return texts;
 }
 

@@ -1,0 +1,30 @@
+#ifndef QUILLON_AUTHORING_TESTREPORT_H_
+#define QUILLON_AUTHORING_TESTREPORT_H_
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "authoring/Finding.h"
+#include "authoring/sampleFindings.h"
+
+/// What was found in format files as the result of tests, for what runs tests and shows their history. Each file is a
+/// test, which what is found in it fails, and each of its samples is another one. For any thread.
+namespace quillon {
+
+struct TestedFile {
+  std::string file;
+  std::vector<Finding> findings;  ///< But for those of samples that were run.
+  std::vector<SampleOutcome> samples;
+};
+
+/// The Test Anything Protocol, version 13: a line for each test, and behind one that failed what was found, in YAML.
+std::string tapText(std::span<const TestedFile> files);
+
+/// XML in the form that JUnit gave its name to: a suite for each file, a case for each test. Bytes that XML cannot hold
+/// are shown as visible() does, what is not UTF-8 becomes U+FFFD.
+std::string junitText(std::span<const TestedFile> files);
+
+}  // namespace quillon
+
+#endif  // QUILLON_AUTHORING_TESTREPORT_H_
