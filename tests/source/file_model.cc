@@ -35,6 +35,13 @@ struct Text {
   unsigned born = 0;    ///< After so many looks.
   bool known = false;   ///< The source has looked at it while it was there to be followed,
   bool seen = false;    ///< and it was not empty.
+  bool held = false;    ///< The source that runs now has looked at it.
+};
+
+/// What the source found at a path,
+struct Looked {
+  unsigned when = 0;  ///< at its so many'th look.
+  std::shared_ptr<Text> text;
 };
 
 const std::array<const char*, 3> kLogs = {"in/a.log", "in/b.log", "in/l.log"};
@@ -235,7 +242,7 @@ class Model {
         if (exists(log) && !exists(out)) {
           rename(log, out);
           // Unless the source has it open nobody finds it there, and when it comes back it is new.
-          if (world_.isRunning() && !opensFew()) break;
+          if (text(out).held && !opensFew()) break;
           for (const auto& line : text(out).lines) line->maybeAgain = true;
           forgetPath(log);
         } else if (!exists(log) && exists(out)) {
@@ -268,6 +275,7 @@ class Model {
           world_.stop();
           see();
           remember();
+          for (const auto& text : texts_) text->held = false;
         } else {
           world_.start();
         }
@@ -277,7 +285,7 @@ class Model {
         killed_ = true;
         world_.kill();
         looked_ = keptLooked_;
-        for (const auto& text : texts_) text->known = text->seen = false;
+        for (const auto& text : texts_) text->known = text->seen = text->held = false;
         for (Text* const text : keptKnown_) text->known = true;
         for (Text* const text : keptSeen_) text->seen = true;
         break;
@@ -327,19 +335,22 @@ class Model {
 
   /// The source has looked at all files.
   void see() {
-    std::map<std::string, unsigned> looked;
+    std::map<std::string, Looked> looked;
     ++looks_;
     const auto know = [](Text& text) {
-      text.known = true;
+      text.known = text.held = true;
       text.seen |= text.size > 0;
     };
     for (const auto& [path, text] : files_) {
       const bool rotated = path.ends_with(".1") || path.ends_with(".2") || path.ends_with(".3");
       if (!path.starts_with("in/")) continue;
       const auto before = looked_.find(path.substr(0, path.size() - 2));
-      // Of files that it does not follow it knows those that were born since it looked at the one that was rotated.
-      if (!rotated || followsRotated() || (before != looked_.end() && text->born >= before->second)) know(*text);
-      looked[path] = looks_;
+      // Of files that it does not follow it knows those that were born since it looked at the one that was rotated;
+      // when that one stands there again, nothing tells that there was another.
+      const bool isGeneration = rotated && before != looked_.end() && text->born >= before->second.when &&
+                                !(files_.contains(before->first) && files_.at(before->first) == before->second.text);
+      if (!rotated || followsRotated() || isGeneration) know(*text);
+      looked[path] = {.when = looks_, .text = text};
     }
     for (const auto& entry : links_) know(*files_.at(entry.second));
     looked_ = looked;
@@ -421,8 +432,8 @@ class Model {
   std::vector<std::shared_ptr<Line>> lines_;
   std::vector<std::shared_ptr<Text>> texts_;  ///< All there were.
   unsigned looks_ = 0;
-  std::map<std::string, unsigned> looked_;      ///< Files that were there when the source looked last, and when.
-  std::map<std::string, unsigned> keptLooked_;  ///< And, for a restart after SIGKILL, when that was kept last.
+  std::map<std::string, Looked> looked_;      ///< Files that were there when the source looked last.
+  std::map<std::string, Looked> keptLooked_;  ///< And, for a restart after SIGKILL, when that was kept last.
   std::set<Text*> keptKnown_;
   std::set<Text*> keptSeen_;
   std::size_t collected_ = 0;

@@ -68,11 +68,29 @@ TEST(FileModel, OldFaultsStayAway) {
       "setting 5 : link(3,862) poll(2,316) keep(4,356) rewrite(2,234) stop(5,467) rewrite(2,18)",
       "setting 23 : append(1,633) poll(0,588) move(5,21) poll(0,691) move(3,772) copy(3,846) delete(1,955)",
       "setting 7 : append(1,218) poll(3,639) copy(1,949) stop(2,997) delete(3,753)",
+      "setting 16 : part(1,622) rename(1,795) stop(3,921) append(1,310) replace(1,240) renameLater(3,776)",
+      ("setting 16 : poll(4,943) part(0,688) rename(0,754) rename(2,338) wait(4,188) append(0,552) stop(2,983) "
+       "rewrite(3,360)"),
+      ("setting 1 : append(0,170) rename(0,951) poll(4,535) part(0,620) truncate(0,183) move(4,356) append(0,558) "
+       "rename(4,674)"),
+      ("setting 22 : append(4,936) poll(2,221) move(5,651) append(1,874) stop(2,43) replace(1,858) renameLater(3,535) "
+       "move(3,149)"),
+      ("setting 24 : append(1,555) rename(3,393) stop(3,875) append(1,635) rename(1,816) copy(5,376) copy(1,489) "
+       "copy(1,730)"),
+      "setting 25 : append(3,865) poll(1,500) stop(2,284) copy(2,937) replace(4,529) renameLater(0,274)",
+      ("setting 47 : append(3,453) poll(5,701) move(0,116) append(0,289) stop(4,725) delete(4,294) move(0,695) "
+       "copy(2,601) delete(4,621)"),
+      ("setting 47 : append(3,453) poll(5,701) move(0,116) append(0,289) rename(0,552) stop(4,725) delete(4,294) "
+       "move(0,695) copy(2,601) delete(4,621)"),
+      ("setting 49 : stop(0,914) append(4,342) stop(2,245) rename(3,420) stop(4,617) append(4,814) replace(5,36) "
+       "rename(3,731)"),
+      "setting 58 : part(1,606) wait(3,409) move(5,321) stop(5,664) move(1,802) copy(5,757) renameLater(3,335)",
       "setting 7 : part(1,393) poll(4,612) copy(5,160) poll(0,769) truncate(4,64) copy(5,192)",
   };
-  const ScratchDirectory directory;
+  const ScratchDirectory memory(inMemory()), disk;
   for (const char* const sequence : sequences) {
-    EXPECT_EQ("", runFileSequence(FileSequence::parse(sequence), directory.path()).fault) << sequence;
+    for (const fs::path& directory : {memory.path(), disk.path()})
+      EXPECT_EQ("", runFileSequence(FileSequence::parse(sequence), directory).fault) << sequence;
   }
 }
 

@@ -40,8 +40,10 @@ struct FileOptions {
 ///  - Rotated more than once between two looks: the files with such names that were born since the last look are read
 ///    too, the oldest first, unless they are followed themselves.
 ///  - Compressed files are not read, by whatever name they are found.
-/// What is gone and was not read is told as a Gap. What came and went between two looks leaves nothing to tell. A file
-/// that was cut to a part of what had been read is taken for a new text, and read again.
+/// What is gone and was not read is told as a Gap; so is a file that was deleted after it was copied, and one whose copy
+/// has less than kTailBytes in common with what was read, because that proves little. What came and went between two
+/// looks leaves nothing to tell. A file that was cut to a part of what had been read is taken for a new text, and read
+/// again.
 ///
 /// It is woken by inotify. Besides that each file is looked at every poll interval where the kernel cannot tell of all
 /// changes (network file systems, too few watches), elsewhere every tenth, in turns.

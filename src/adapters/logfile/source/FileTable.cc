@@ -107,13 +107,16 @@ FollowedFile* FileTable::find(std::uint64_t id) const {
   return found == files_.end() ? nullptr : found->second.get();
 }
 
-FollowedFile* FileTable::findByInode(const FileIdentity& identity) const {
+FollowedFile* FileTable::findByIdentity(const FileIdentity& identity) const {
   const auto [first, last] = byInode_.equal_range(inodeKey(identity));
   for (auto i = first; i != last; ++i) {
-    const FileIdentity& known = i->second->identity;
-    if (known.inode == identity.inode && known.device == identity.device && !i->second->gone) return i->second;
+    if (!i->second->gone && i->second->identity.mayBe(identity)) return i->second;
   }
   return nullptr;
+}
+
+FollowedFile* FileTable::findByInode(const FileIdentity& identity) const {
+  return findByIdentity({.device = identity.device, .inode = identity.inode});
 }
 
 FollowedFile* FileTable::findByPlace(const std::string& place) const {

@@ -38,6 +38,8 @@ class FileTable {
 
   /// Null when there is none.
   FollowedFile* find(std::uint64_t id) const;
+  FollowedFile* findByIdentity(const FileIdentity& identity) const;
+  /// One that had the number which another file has now.
   FollowedFile* findByInode(const FileIdentity& identity) const;
   FollowedFile* findByPlace(const std::string& place) const;
   void forEach(const std::function<void(FollowedFile&)>& visit);

@@ -52,7 +52,9 @@ void FileTracker::restore() {
   lookedAt_ = table_.restoredLookedAt();
   std::unordered_map<std::string, std::uint64_t> streams;
   table_.forEach([&](FollowedFile& file) {
-    if (file.gone) tellGap(file, file.read.offset, "deleted, and what was read of it was not taken care of");
+    if (file.gone) {
+      tellGap(file, file.read.offset, file.size, "deleted, and what was read of it was not taken care of");
+    }
     if (file.gone || !scanner_.matches(file.path)) {  // the latter is not to be followed any more
       table_.remove(file);
       return;
@@ -114,7 +116,7 @@ void FileTracker::checkName(const std::string& path, bool appeared, std::vector<
   FollowedFile* file = table_.findByPlace(path);
   FileStatus status;
   if (appeared && lookAtFile(path, status)) {
-    file = known(status.identity);
+    file = known(status.identity, now);
     if (file && file->isAway()) table_.setPlace(*file, path);
   }
   if (!file) return;
@@ -144,10 +146,11 @@ void FileTracker::poll(TimePoint now, bool all) {
     if (file && isTurnOf(*file, all)) paths.push_back(path);
   }
   std::sort(paths.begin(), paths.end());
-  check(paths, now, all);
+  std::vector<std::uint64_t> away;
   table_.forEach([&](FollowedFile& file) {
-    if (file.isAway() && isTurnOf(file, all)) lookAtAway(file, now, all);
+    if (file.isAway() && isTurnOf(file, all)) away.push_back(file.id);
   });
+  check(paths, now, all, away);
   table_.forEach([&](FollowedFile& file) { settle(file, now); });
   listings_.forget();
   lookedAt_ = started;
@@ -189,11 +192,14 @@ bool FileTracker::isTurnOf(const FollowedFile& file, bool all) const {
 
 bool FileTracker::isCovered(const FollowedFile& file) const { return watch_.covers(directoryOf(file.place)); }
 
-/// Looks at paths to be followed. Files that only changed their names must be known as such before a new file is
-/// believed in, so this goes step by step for all of them.
-void FileTracker::check(const std::vector<std::string>& paths, TimePoint now, bool closely) {
+/// Looks at paths to be followed, and at files that are `away`. Files that only changed their names, and copies in
+/// which one goes on, must be known as such before a new file is believed in, so this goes step by step for all of
+/// them.
+void FileTracker::check(const std::vector<std::string>& paths, TimePoint now, bool closely,
+                        const std::vector<std::uint64_t>& away) {
   const std::int64_t started = fileClock();
   std::vector<Sighting> others;
+  claiming_ = true;
   for (const std::string& path : paths) {
     Sighting sighting{.path = path, .status = {}};
     sighting.there = scanner_.matches(path) && lookAtFile(path, sighting.status);
@@ -203,7 +209,6 @@ void FileTracker::check(const std::vector<std::string>& paths, TimePoint now, bo
     if (file && sighting.there && file->identity.mayBe(sighting.status.identity)) {
       if (!file->descriptor && !isUnchanged(*file, sighting.status)) table_.setPlace(*file, placeOf(path));
       lookAt(*file, sighting.status, now, closely);
-      paths_[path].lookedAt = started;
     } else {
       others.push_back(std::move(sighting));
     }
@@ -219,10 +224,14 @@ void FileTracker::check(const std::vector<std::string>& paths, TimePoint now, bo
   }
   std::vector<const Sighting*> moved;
   for (const Sighting& sighting : others) {
-    FollowedFile* const file = sighting.there ? table_.findByInode(sighting.status.identity) : nullptr;
-    if (!file || !file->identity.mayBe(sighting.status.identity)) continue;
+    FollowedFile* const file = sighting.there ? table_.findByIdentity(sighting.status.identity) : nullptr;
+    if (!file) continue;
     bind(sighting.path, *file);
     moved.push_back(&sighting);
+  }
+  for (const Sighting* const sighting : moved) {
+    FollowedFile* const file = table_.find(paths_[sighting->path].file);
+    if (file) lookAt(*file, sighting->status, now, true);
   }
   for (const std::uint64_t id : left) {
     FollowedFile* const file = table_.find(id);
@@ -232,16 +241,24 @@ void FileTracker::check(const std::vector<std::string>& paths, TimePoint now, bo
     lookAtAway(*file, now, true);
     leaving_ = 0;
   }
-  for (const Sighting* const sighting : moved) {
-    FollowedFile* const file = table_.find(paths_[sighting->path].file);
-    if (file) lookAt(*file, sighting->status, now, true);
+  for (const std::uint64_t id : away) {
+    FollowedFile* const file = table_.find(id);
+    if (file && file->isAway()) lookAtAway(*file, now, closely);
   }
+  settleClaims(now);
   for (const Sighting& sighting : others) {
     const auto entry = paths_.find(sighting.path);
     const bool isBound = entry != paths_.end() && entry->second.file != 0;
-    if (entry != paths_.end() && !isBound) adoptGenerations(sighting.path, entry->second, now);
+    if (entry != paths_.end()) {
+      // What came back here waits for none of those.
+      if (isBound) entry->second.former = sighting.before;
+      adoptGenerations(sighting.path, entry->second, now);
+      if (isBound) entry->second.former = entry->second.file;
+    }
     if (sighting.there && !isBound) adopt(sighting, now);
-    if (sighting.there || entry != paths_.end()) paths_[sighting.path].lookedAt = started;
+  }
+  for (const std::string& path : paths) {
+    if (const auto entry = paths_.find(path); entry != paths_.end()) entry->second.lookedAt = started;
   }
   listings_.forget();
 }
@@ -256,7 +273,7 @@ void FileTracker::bind(const std::string& path, FollowedFile& file) {
 
 /// A new file is at a path.
 void FileTracker::adopt(const Sighting& sighting, TimePoint now) {
-  if (FollowedFile* const other = known(sighting.status.identity)) return bind(sighting.path, *other);
+  if (FollowedFile* const other = known(sighting.status.identity, now)) return bind(sighting.path, *other);
   const FollowedFile* const former = table_.find(paths_[sighting.path].former);
   FollowedFile& file = table_.add(sighting.path, placeOf(sighting.path), sighting.status.identity);
   file.grew = now;
@@ -302,11 +319,8 @@ void FileTracker::lookAt(FollowedFile& file, const FileStatus& status, TimePoint
   file.unreadable = false;
   // What was empty may have had text in the meantime, which was then copied and truncated.
   if (file.seen.offset == 0 && !file.isAway() && file.modified != 0 && file.modified != current.modified) {
-    if (const auto entry = paths_.find(file.path); entry != paths_.end()) {
-      entry->second.former = file.waits ? file.predecessor : 0;
-      adoptGenerations(file.path, entry->second, now);
-      follows(file, std::exchange(entry->second.former, file.id));
-    }
+    findBetween({.file = file.id, .former = file.waits ? file.predecessor : 0}, now);
+    if (!table_.open(file)) return failed(file);  // those may have taken its descriptor
   }
   // As long as nothing was read, the beginning is all that it can be told by.
   if (file.seen.offset == 0) {
@@ -376,8 +390,8 @@ void FileTracker::lookAtAway(FollowedFile& file, TimePoint now, bool closely) {
     if (lookAtFile(file.descriptor.get(), status)) lookAt(file, status, now, closely);
   } else if ((lookAtFile(file.place, status) && file.identity.mayBe(status.identity)) || findElsewhere(file, status)) {
     lookAt(file, status, now, closely);
-  } else if (!continueInCopy(file, now)) {
-    lost(file, "deleted");
+  } else {
+    continueOrLose({.file = file.id, .deleted = true}, now);
   }
 }
 

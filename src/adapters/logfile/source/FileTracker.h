@@ -52,6 +52,16 @@ class FileTracker {
     std::uint64_t former = 0;   ///< What was there last.
     std::int64_t lookedAt = 0;  ///< When.
   };
+  /// The text at a path is another one than it was.
+  struct Change {
+    std::uint64_t file = 0;    ///< What is there now.
+    std::uint64_t former = 0;  ///< What came before it, as far as is known.
+  };
+  /// The text of a file is not where it was; there may be a copy.
+  struct Claim {
+    std::uint64_t file = 0;
+    bool deleted = false;  ///< The file is nowhere; else another text is in it.
+  };
   struct Sighting {
     std::string path;
     FileStatus status;
@@ -65,7 +75,8 @@ class FileTracker {
   bool isTurnOf(const FollowedFile& file, bool all) const;
   bool isCovered(const FollowedFile& file) const;
 
-  void check(const std::vector<std::string>& paths, TimePoint now, bool closely);
+  void check(const std::vector<std::string>& paths, TimePoint now, bool closely,
+             const std::vector<std::uint64_t>& away = {});
   void checkName(const std::string& path, bool appeared, std::vector<std::string>& paths, TimePoint now);
   void adopt(const Sighting& sighting, TimePoint now);
   void beginAtEnd(FollowedFile& file, const FileStatus& status);
@@ -78,13 +89,18 @@ class FileTracker {
   // What rotation does; in FileTracker_rotation.cc.
   bool continueInCopy(FollowedFile& file, TimePoint now);
   bool isContinuation(const std::string& path, const FollowedFile& file, FileStatus& status);
+  void findBetween(const Change& change, TimePoint now);
   void adoptGenerations(const std::string& path, Path& entry, TimePoint now);
-  bool isGeneration(const std::string& place, const std::string& path, const Path& entry, FileStatus& status);
-  FollowedFile* known(const FileIdentity& identity);
+  bool isGeneration(const std::string& place, const std::string& path, const Path& entry, TimePoint now,
+                    FileStatus& status);
+  FollowedFile* known(const FileIdentity& identity, TimePoint now);
   void follows(FollowedFile& file, std::uint64_t predecessor);
   bool findElsewhere(FollowedFile& file, FileStatus& status);
+  void continueOrLose(const Claim& claim, TimePoint now);
+  void settleClaims(TimePoint now);
   void lost(FollowedFile& file, const char* cause);
-  void tellGap(const FollowedFile& file, std::uint64_t from, const char* cause);
+  bool isAtItsEnd(const FollowedFile& file) const;
+  void tellGap(const FollowedFile& file, std::uint64_t from, std::uint64_t to, const char* cause);
   void rebind(FollowedFile& from, FollowedFile& to);
   FollowedFile* originalOf(const std::string& path) const;
 
@@ -96,7 +112,10 @@ class FileTracker {
   PathScanner scanner_;
   std::unordered_map<std::string, Path> paths_;
   DirectoryListings listings_;  ///< Of one look.
-  std::uint64_t leaving_ = 0;   ///< A file that has gone elsewhere since the last look, while it is looked at.
+  bool claiming_ = false;       ///< All files are being looked at; what is missing is settled together, behind that.
+  std::vector<Claim> claims_;
+  std::vector<Change> changes_;
+  std::uint64_t leaving_ = 0;  ///< A file that has gone elsewhere since the last look, while it is looked at.
   TimePoint nextPoll_ = TimePoint::min();
   std::uint64_t polls_ = 0;
   std::uint64_t lastStream_ = 0;

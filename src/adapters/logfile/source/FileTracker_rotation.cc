@@ -41,11 +41,11 @@ void FileTracker::overwritten(FollowedFile& file, TimePoint now) {
     if (!file.isAway()) rebind(file, *fresh);
   }
   table_.close(file);
-  if (!continueInCopy(file, now)) lost(file, "overwritten");
+  table_.setIdentity(file, {});  // the text that is there now has it
+  continueOrLose({.file = file.id, .deleted = false}, now);
   if (!fresh) return;
   if (const auto entry = paths_.find(fresh->path); entry != paths_.end()) {
-    adoptGenerations(fresh->path, entry->second, now);
-    follows(*fresh, std::exchange(entry->second.former, fresh->id));
+    findBetween({.file = fresh->id, .former = entry->second.former}, now);
   }
   lookAt(*fresh, status, now, true);
   listings_.forget();
@@ -81,7 +81,7 @@ bool FileTracker::continueInCopy(FollowedFile& file, TimePoint now) {
     }
   }
   if (found.empty()) return false;
-  if (FollowedFile* const copy = known(best.identity)) {
+  if (FollowedFile* const copy = table_.findByIdentity(best.identity)) {
     rebind(*copy, file);
     table_.remove(*copy);
   }
@@ -98,7 +98,7 @@ bool FileTracker::continueInCopy(FollowedFile& file, TimePoint now) {
 bool FileTracker::isContinuation(const std::string& path, const FollowedFile& file, FileStatus& status) {
   const Descriptor copy = openFile(path);
   if (!copy || !lookAtFile(copy.get(), status)) return false;
-  const FollowedFile* const other = known(status.identity);
+  const FollowedFile* const other = table_.findByIdentity(status.identity);
   if (other && other->copyOf != file.id) return false;
   // One that was not written to since then cannot have what was written since then; and a short text is no proof when
   // the other file was there first.
@@ -109,6 +109,18 @@ bool FileTracker::isContinuation(const std::string& path, const FollowedFile& fi
          (file.seen.offset == 0 || (readTailHash(copy.get(), file.seen.offset, tail) && tail == file.seen.tail));
 }
 
+/// Lets a file that is at its path come after those that were there in the meantime; not before others have got the
+/// copies of their texts.
+void FileTracker::findBetween(const Change& change, TimePoint now) {
+  if (claiming_) return changes_.push_back(change);
+  FollowedFile* const file = table_.find(change.file);
+  const auto entry = file ? paths_.find(file->path) : paths_.end();
+  if (entry == paths_.end()) return;
+  entry->second.former = change.former;
+  adoptGenerations(file->path, entry->second, now);
+  follows(*file, std::exchange(entry->second.former, file->id));
+}
+
 /// Takes up the files that stood at the path and were rotated away since it was last looked at, the oldest first.
 void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoint now) {
   if (entry.lookedAt == 0) return;
@@ -116,12 +128,14 @@ void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoi
   std::vector<std::pair<std::string, FileStatus>> found;
   for (const std::string& name : listings_.rotatedNames(directory, nameOf(path))) {
     FileStatus status;
-    if (isGeneration(join(directory, name), path, entry, status)) found.emplace_back(join(directory, name), status);
+    if (isGeneration(join(directory, name), path, entry, now, status))
+      found.emplace_back(join(directory, name), status);
   }
   std::sort(found.begin(), found.end(), [](const auto& one, const auto& other) {
     return std::pair(bornAt(one.second), one.second.modified) < std::pair(bornAt(other.second), other.second.modified);
   });
   for (const auto& [place, status] : found) {
+    if (known(status.identity, now)) continue;  // by now: another one goes on in it
     const FollowedFile* const former = table_.find(entry.former);
     FollowedFile& file = table_.add(path, place, status.identity);
     file.grew = now;
@@ -133,12 +147,12 @@ void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoi
 }
 
 /// True when what stands at `place` was once at `path`, and is to be read.
-bool FileTracker::isGeneration(const std::string& place, const std::string& path, const Path& entry,
+bool FileTracker::isGeneration(const std::string& place, const std::string& path, const Path& entry, TimePoint now,
                                FileStatus& status) {
   if (scanner_.matches(place)) return false;  // is followed on its own
   const Descriptor file = openFile(place);
   if (!file || !lookAtFile(file.get(), status) || bornAt(status) < entry.lookedAt) return false;
-  if (known(status.identity)) return false;
+  if (known(status.identity, now)) return false;
   std::array<char, 16> room;
   const ssize_t count = pread(file.get(), room.data(), room.size(), 0);
   if (count < 0 || isCompressed({room.data(), static_cast<std::size_t>(count)})) return false;
@@ -171,12 +185,11 @@ void FileTracker::follows(FollowedFile& file, std::uint64_t predecessor) {
   table_.touch(file);
 }
 
-/// The file that is known by this identity. One that had the same number before is deleted now.
-FollowedFile* FileTracker::known(const FileIdentity& identity) {
-  FollowedFile* const file = table_.findByInode(identity);
-  if (!file || file->identity.mayBe(identity)) return file;
-  lost(*file, "deleted");
-  return nullptr;
+/// The file that is known by this identity. One that had the same number before is deleted now; it may go on in this.
+FollowedFile* FileTracker::known(const FileIdentity& identity, TimePoint now) {
+  FollowedFile* const before = table_.findByInode(identity);
+  if (before && !before->identity.mayBe(identity)) continueOrLose({.file = before->id, .deleted = true}, now);
+  return table_.findByIdentity(identity);
 }
 
 /// Looks for a closed file that is not in its place any more, in the directories where it was.
@@ -190,27 +203,57 @@ bool FileTracker::findElsewhere(FollowedFile& file, FileStatus& status) {
   return false;
 }
 
+/// The text of the file is nowhere. What a copy has of it is read there. Whether it is a copy nobody knows when they
+/// have little in common, which may be the beginning of many files; nor what a file had that was deleted.
+void FileTracker::continueOrLose(const Claim& claim, TimePoint now) {
+  if (claiming_) {
+    const auto isSame = [&](const Claim& other) { return other.file == claim.file; };
+    if (std::none_of(claims_.begin(), claims_.end(), isSame)) claims_.push_back(claim);
+    return;
+  }
+  FollowedFile& file = *table_.find(claim.file);
+  const bool mayHaveMore = !file.isSilent() && !isAtItsEnd(file);
+  const std::uint64_t size = file.size;
+  if (!continueInCopy(file, now)) return lost(file, claim.deleted ? "deleted" : "overwritten");
+  const std::uint64_t same = std::max<std::uint64_t>(file.seen.offset, file.head.length());
+  if (!mayHaveMore || (!claim.deleted && same >= kTailBytes)) return;
+  tellGap(file, same, size > file.size ? size : same,
+          claim.deleted ? "deleted; a copy need not have all of it" : "overwritten; what may be a copy is read");
+}
+
+/// Of several files that may go on in a copy, the one has it that it has most in common with. What they do not take may
+/// be new.
+void FileTracker::settleClaims(TimePoint now) {
+  claiming_ = false;
+  std::vector<Claim> claims = std::exchange(claims_, {});
+  std::erase_if(claims, [this](const Claim& claim) { return !table_.find(claim.file); });
+  std::stable_sort(claims.begin(), claims.end(), [this](const Claim& one, const Claim& other) {
+    return table_.find(one.file)->seen.offset > table_.find(other.file)->seen.offset;
+  });
+  for (const Claim& claim : claims) continueOrLose(claim, now);
+  for (const Change& change : std::exchange(changes_, {})) findBetween(change, now);
+}
+
 /// What is left of the file cannot be read.
 void FileTracker::lost(FollowedFile& file, const char* cause) {
-  const bool ended =
-      file.isRotated() && file.isDrained() && file.modified < lookedAt_ - kLongQuiet && file.successor != 0;
-  if (!file.isSilent() && !ended) tellGap(file, file.read.offset, cause);
+  if (!file.isSilent() && !isAtItsEnd(file))
+    tellGap(file, file.read.offset, std::max(file.size, file.seen.offset), cause);
   letGo(file);
 }
 
+bool FileTracker::isAtItsEnd(const FollowedFile& file) const {
+  return file.isRotated() && file.isDrained() && file.modified < lookedAt_ - kLongQuiet && file.successor != 0;
+}
+
 void FileTracker::shrunk(FollowedFile& file, std::uint64_t size) {
-  if (file.size > size && !file.isSilent()) tellGap(file, size, "truncated");
+  if (file.size > size && !file.isSilent()) tellGap(file, size, file.size, "truncated");
   file.size = size;
 }
 
-/// Everything from there on is missing, and what may have been written behind it.
-void FileTracker::tellGap(const FollowedFile& file, std::uint64_t from, const char* cause) {
+/// What stands between these places is missing, and what may have been written behind it.
+void FileTracker::tellGap(const FollowedFile& file, std::uint64_t from, std::uint64_t to, const char* cause) {
   ++counters_.gaps;
-  observer_.gap({.path = file.path,
-                 .from = from,
-                 .to = std::max({file.size, file.seen.offset, from}),
-                 .open = true,
-                 .cause = cause});
+  observer_.gap({.path = file.path, .from = from, .to = std::max(from, to), .open = true, .cause = cause});
 }
 
 void FileTracker::letGo(FollowedFile& file) {
