@@ -26,7 +26,7 @@ std::string takenText(const std::vector<Taken>& taken) {
   std::string text;
   for (const Taken& one : taken) {
     text += text.empty() ? "" : ", ";
-    text += "$" + std::to_string(one.variable) + " " + quoted(one.text);
+    text += "$" + std::to_string(one.variable) + " " + inQuotes(one.text);
   }
   return text;
 }
@@ -117,7 +117,7 @@ void addBound(JsonText& json, const BoundBlock& bound) {
 std::string stopText(const NearBlock& block) {
   if (block.binds) return "binds the message";
   return "stopped at byte " + std::to_string(block.at + 1) + ": expected " + block.expected + ", found " +
-         (block.found.empty() ? "nothing" : quoted(block.found));
+         (block.found.empty() ? "nothing" : inQuotes(block.found));
 }
 
 std::string nearBlockText(const NearBlock& block, std::string_view message, const Drawing::Style& style) {
