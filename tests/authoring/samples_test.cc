@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <string_view>
 
+#include "authoring/CheckedFile.h"
 #include "authoring/SampleRunner.h"
+#include "authoring/checks.h"
 #include "authoring/sampleFindings.h"
 #include "authoring/testReport.h"
 #include "foundation/visible.h"
@@ -220,6 +223,30 @@ TEST(SampleFindings, PointToWhatIsAtFault) {
       "BESIDE 1:15+3 Q0705 Login does not bind this line: no block does | the block that should bind it: Login, "
       "FILE:5 | stopped at byte 4: expected white space, found nothing\n",
       findings(blocks, "sample Login: eve\n"));
+}
+
+/// What --explain shows: each example has the code that it is for, and written well it has none.
+TEST(SampleCodes, ExamplesAreTrue) {
+  const auto codes = [](const char* text) {
+    const CheckedFile file("FILE", text);
+    EXPECT_TRUE(file.compiles()) << text;
+    const SampleList list = samplesIn(file.places());
+    std::set<FindingCode> found;
+    for (const Finding& finding : check(file)) found.insert(finding.code);
+    for (const Finding& finding : sampleFaults(list, "FILE")) found.insert(finding.code);
+    for (const SampleOutcome& outcome : runSamples({file.driver(), file.places(), "FILE"}, list, {}, "")) {
+      for (const Finding& finding : outcome.findings) found.insert(finding.code);
+    }
+    return found;
+  };
+  int entries = 0;
+  for (const CodeEntry& entry : allCodes()) {
+    if (entry.code < FindingCode::kMalformedSample) continue;
+    ++entries;
+    EXPECT_EQ(std::set{entry.code}, codes(entry.before)) << entry.name;
+    EXPECT_EQ(std::set<FindingCode>(), codes(entry.after)) << entry.name;
+  }
+  EXPECT_EQ(8, entries);
 }
 
 /// What other programs read stays readable whatever a log holds.
