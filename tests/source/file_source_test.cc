@@ -130,6 +130,9 @@ TEST_F(FileSourceScript, KeepsFilesApart) {
       {"add c 1%$; start; look; copy c c.1; look; add c 2$; look; copy c c.1; cut c 0; look; add c 3$; look",
        "c:1% c:2 c:3"},
       {"add c 1%$; start; look; add c 2$; copy c c.1; look; cut c 0; add c 3$; look", "c:1% c:2 c:3"},
+      {"start; look; add c 1%$; look; add c 2$; look; add c 3$; look; copy c c.1; cut c.1 68; cut c 0; add c new$; "
+       "look",
+       "c:1% c:2 c:3 c:new gap(c,70-70,overwritten)"},
       {"add c \x1f\x8b$; start; look", ""},
       // Killed: what was kept last holds.
       {"add a 1$; start; look; keep; add a 2$; look; kill; add a 3$; start; look", "a:1 a:2 a:2 a:3"},
@@ -142,6 +145,10 @@ TEST_F(FileSourceScript, KeepsFilesApart) {
       EXPECT_EQ(c.expected, run(c.script, options)) << c.script << (watch ? "" : " (polling)");
     }
   }
+}
+
+TEST_F(FileSourceScript, HearsOfWhatIsRenamedAtOnce) {
+  EXPECT_EQ("a:1", run("start; look; add a 1$; move a a.1; look", {.include = {"a"}, .exclude = {}, .joining = {}}));
 }
 
 // The next look is later than a message waits, but all its lines were there before.
