@@ -41,7 +41,8 @@ void MessageBinder::bindWhole(const Message& message) {
     const std::uint32_t before = match ? match->place : kNoPlace;
     if (const std::optional<Match> found = bind(i, message.text, before)) match = found;
   }
-  receiver_({match ? &*match : nullptr, message.text, message.path, {&message.position, 1}});
+  const bool roomy = message.roomy && match && groups_.front()->decoder.changesNothing();
+  receiver_({match ? &*match : nullptr, message.text, message.path, {&message.position, 1}, roomy});
 }
 
 void MessageBinder::forget(const std::function<bool(const Position&)>& comesAgain) {

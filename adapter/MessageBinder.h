@@ -36,6 +36,7 @@ class MessageBinder {
     std::string_view text;
     std::string_view path;
     std::span<const Position> positions;  ///< Behind the last line of each file that the lines came from.
+    bool roomy = false;                   ///< The values are of `text`, and it is as Message::roomy says.
   };
   struct Options {
     Duration wait = Duration::zero();

@@ -156,7 +156,8 @@ bool FileSource::Core::deliver(const Frame& line, TimePoint now, Message& messag
              .path = file.path,
              .stream = file.stream,
              .position = {.file = file.id, .offset = file.read.offset, .tail = file.read.tail},
-             .cut = line.cut};
+             .cut = line.cut,
+             .roomy = true};
   bytes = line.bytes;
   if (!options_.joining.indented) return true;
   const bool complete = file.joiner.add(message, bytes, now, joined_);

@@ -29,7 +29,11 @@ struct Message {
   std::string_view path;     ///< The file as it was followed, whatever it was renamed to; for sockets who sent it.
   std::uint64_t stream = 0;  ///< Messages of one number follow each other: a path across rotations, a connection.
   Position position;
-  bool cut = false;  ///< `text` is the beginning of something longer than a message may be.
+  bool cut = false;    ///< `text` is the beginning of something longer than a message may be.
+  bool roomy = false;  ///< kSlack bytes behind `text` can be read, whatever they are.
+
+  /// For those who copy in strides.
+  static constexpr std::size_t kSlack = 32;
 };
 
 /// Text of a file that was there and cannot be read any more, or that may have been there.
