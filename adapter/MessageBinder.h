@@ -50,8 +50,10 @@ class MessageBinder {
   /// The next message of its stream.
   void add(const Message& message, TimePoint now);
 
-  /// Decides about lines that have waited long enough, or about all of them when their source `ended`.
-  void expire(TimePoint now, bool ended);
+  /// Decides about lines that have waited long enough, or about all of them when their source `ended`. Not about those
+  /// for which `mayFollow` is true: more lines may have come behind this position by this time.
+  using MayFollow = std::function<bool(const Position& last, TimePoint due)>;
+  void expire(TimePoint now, bool ended, const MayFollow& mayFollow = {});
   /// When expire() has something to do; TimePoint::max() when nothing waits.
   TimePoint deadline() const;
   bool holds() const { return !streams_.empty(); }

@@ -146,6 +146,9 @@ bool SourceRunner::work(TimePoint now, std::size_t most) {
     ended_ = ended;
     return false;
   }
+  if (binder_->deadline() <= now) {
+    binder_->expire(now, false, [this](const Position& last, TimePoint due) { return source_->mayFollow(last, due); });
+  }
   return true;
 }
 
@@ -210,10 +213,10 @@ int SourceRunner::reopen() { return unmatched_ ? unmatched_->reopen() : 0; }
 void SourceRunner::written() {
   for (const auto& [file, position] : handled_) source_->acknowledge(position);
   handled_.clear();
+  latest_ = nullptr;
   checkpoint("acknowledged");
 }
 
-  latest_ = nullptr;
 /// Adds what was counted by format to what is kept by class.
 void SourceRunner::collectCounts() {
   if (!binder_) return;

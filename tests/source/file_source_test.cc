@@ -234,7 +234,11 @@ TEST(FileSource, TellsWhatWaits) {
   world.start();
   world.read(1);
   EXPECT_EQ(3U, world.source_->counters().lag);
+  const TimePoint begin = TimePoint() + std::chrono::hours(1);
+  EXPECT_TRUE(world.source_->mayFollow({.file = 1}, begin));
   world.read();
+  EXPECT_FALSE(world.source_->mayFollow({.file = 1}, begin));
+  EXPECT_TRUE(world.source_->mayFollow({.file = 1}, begin + Duration(1)));  // has not looked since
   EXPECT_EQ(0U, world.source_->counters().lag);
   EXPECT_EQ(1U, world.source_->counters().watching);
 }

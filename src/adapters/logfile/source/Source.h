@@ -128,6 +128,10 @@ class Source {
   /// When next() is to be called at the latest; TimePoint::max() when there is no hurry at all.
   virtual TimePoint deadline() const = 0;
 
+  /// False when all that stood behind the message that ends at `last` by the time `due` was delivered, and nothing is
+  /// known to stand there now. To be asked while others of the source's streams keep it busy.
+  virtual bool mayFollow(const Position& /*last*/, TimePoint /*due*/) const { return true; }
+
   /// Begins to end; next() goes on to be called until ended().
   virtual void finish(Finish how) = 0;
   /// Nothing will come any more.
