@@ -21,10 +21,10 @@ bool follows(const FormatSpec* format, const FormatSpec* parent) {
 }
 
 /// Makes the findings of samples that stand in one file.
-class Findings {
+class OutcomeFindings {
  public:
   /// `besideFile` is null for samples of the format file.
-  Findings(const SampledFormats& formats, const SampleList& list, const std::string* besideFile)
+  OutcomeFindings(const SampledFormats& formats, const SampleList& list, const std::string* besideFile)
       : formats_(formats),
         list_(list),
         file_(besideFile ? *besideFile : formats.file),
@@ -155,7 +155,7 @@ std::vector<SampleOutcome> runSamples(const SampledFormats& formats, const Sampl
   SampleRunner runner(formats.formats, formats.fromEventLog);
   outcomes.reserve(own.samples.size() + beside.samples.size());
   const auto run = [&](const SampleList& list, const std::string* besideName) {
-    const Findings findings(formats, list, besideName);
+    const OutcomeFindings findings(formats, list, besideName);
     for (const Sample& sample : list.samples) {
       SampleResult result = runner.run(sample);
       std::vector<Finding> found = findings.of(sample, result);

@@ -78,7 +78,8 @@ void appendTap(std::string& tap, const Test& test, std::size_t number) {
     tap += "      message: " + yamlText(finding.text) + "\n";
     if (!finding.notes.empty()) tap += "      notes:\n";
     for (const Note& note : finding.notes) {
-      tap += "        - " + yamlText((note.place ? finding.file + position(note.place) + ": " : "") + note.text) + "\n";
+      tap += "        - text: " + yamlText(note.text) + "\n";
+      if (note.place) tap += "          at: " + yamlText(finding.file + position(note.place)) + "\n";
     }
     if (!finding.hint.empty()) tap += "      hint: " + yamlText(finding.hint) + "\n";
   }

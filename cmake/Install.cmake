@@ -37,7 +37,9 @@ install(FILES ${PROJECT_BINARY_DIR}/quillonConfigVersion.cmake DESTINATION ${pac
 install(TARGETS ${QUILLON_PROGRAMS} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES doc/quillon.1 doc/quillon-adapter.1 doc/quillon-match.1 doc/quillon-regen.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES doc/quillon-format.5 doc/quillon-adapter.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
-install(FILES tools/completion/quillon-adapter tools/completion/quillon-match tools/completion/quillon-regen
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+# Bash looks for the completion of a command under its name.
+foreach(program ${QUILLON_PROGRAMS})
+  install(FILES tools/completion/quillon RENAME ${program} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endforeach()
 install(FILES README.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR})

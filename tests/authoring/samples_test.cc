@@ -237,7 +237,8 @@ TEST(TestReport, SurvivesAnyText) {
       "not ok 2 - f.fmt:2: B binds a\\\\ \\#1 \"<&\t\\\\x01\xEF\xBF\xBD\xEF\xBF\xBF]]>\\\\x0A\n"
       "  ---\n  findings:\n    - code: Q0705\n      at: \"f.fmt:2:3\"\n"
       "      message: \"B: \\\"\\\\x1B\\\\x0A\\\\\"\n"
-      "      notes:\n        - \"f.fmt:4:5: <here>\"\n      hint: \"do\\\\x0Athis\"\n  ...\nok 3 - g.fmt\n",
+      "      notes:\n        - text: \"<here>\"\n          at: \"f.fmt:4:5\"\n      hint: \"do\\\\x0Athis\"\n  ...\nok "
+      "3 - g.fmt\n",
       tapText(files));
   EXPECT_EQ(
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites tests=\"3\" failures=\"1\">\n"

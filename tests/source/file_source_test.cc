@@ -70,7 +70,7 @@ class FileSourceScript : public testing::Test {
     std::istringstream lines(script);
     for (std::string line; std::getline(lines, line, ';');) step(world, line);
     std::string seen;
-    for (const auto& [path, text, stream] : world.delivered) seen += path + ':' + text + ' ';
+    for (const auto& [path, text, stream] : world.delivered) seen.append(path).append(":").append(text).append(" ");
     for (const auto& gap : world.gaps) {
       seen +=
           "gap(" + gap.path + ',' + std::to_string(gap.from) + '-' + std::to_string(gap.to) + ',' + gap.cause + ") ";

@@ -172,6 +172,8 @@ void Reading::mark(std::string_view token, std::size_t at) {
   mark.endLine = realLine();
 }
 
+void Reading::skipPairsOf(std::string_view text) { skipPairs(pairs(text)); }
+
 void Reading::beginComment(std::size_t at) {
   commentLine_ = state_.line;
   comment_ = {at, at + 2, lineStart_, lineStart_, realLine(), realLine(), 2};
@@ -186,7 +188,7 @@ void Reading::addEscapedToComment(std::string_view text) {
     if (isPair) ++i;
     commentText_ += isPair && text[i] == '\2' ? '\0' : text[i];
   }
-  skipPairs(pairs(text));
+  skipPairsOf(text);
 }
 
 void Reading::endComment(std::size_t at) {
