@@ -44,10 +44,10 @@ need() {
     fail "apt-get could not install ${missing[*]}"
 }
 
-# build PRESET [TARGET...]: configures and builds in build/PRESET. Fails with the build's status.
+# build PRESET [TARGET...]: configures and builds in build/PRESET, all that the preset names when no target is. Fails with the build's status.
 build() {
-  local preset=$1 targets=("${@:2}")
-  [ "${#targets[@]}" -gt 0 ] || targets=(all)
-  say "Building ${targets[*]} ($preset)"
-  (cd "$root" && cmake --preset "$preset" >/dev/null && cmake --build --preset "$preset" --target "${targets[@]}") >&2
+  local preset=$1 targets=()
+  [ "$#" -eq 1 ] || targets=(--target "${@:2}")
+  say "Building ${*:2}${2:+ }($preset)"
+  (cd "$root" && cmake --preset "$preset" >/dev/null && cmake --build --preset "$preset" "${targets[@]}") >&2
 }

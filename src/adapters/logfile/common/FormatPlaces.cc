@@ -9,11 +9,8 @@
 namespace quillon {
 
 const FormatPlaces::Slot* FormatPlaces::Block::slotOf(const MsgMapEntry& entry) const {
-  // From the end: the line that replaced another one, should both entries have had one address.
-  for (auto slot = slots.rbegin(); slot != slots.rend(); ++slot) {
-    if (slot->entry == &entry) return &*slot;
-  }
-  return nullptr;
+  const auto found = byEntry_.find(&entry);
+  return found == byEntry_.end() ? nullptr : &slots[found->second];
 }
 
 Place FormatPlaces::Block::variable(int n) const {

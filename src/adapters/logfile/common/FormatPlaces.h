@@ -42,6 +42,12 @@ class FormatPlaces {
     const Slot* slotOf(const MsgMapEntry& entry) const;
     /// The field of `$n`; no place when there is none.
     Place variable(int n) const;
+
+   private:
+    friend class FormatPlaces;
+    friend class Reading;
+
+    std::unordered_map<const MsgMapEntry*, std::size_t> byEntry_;  ///< Of `slots`.
   };
 
   /// A comment with its delimiters, without the newline that ends a line comment.
@@ -50,7 +56,31 @@ class FormatPlaces {
     std::string text;
   };
 
+  /// A token as the parser was given it. Behind a syntax error there are none up to the next block.
+  struct Token {
+    enum Kind : int {  ///< A single character stands for itself.
+      kEndOfFile = 0,
+      kWord = 257,
+      kField,
+      kBlank,
+      kQuoted,
+      kAtom,
+      kNewline,
+      kFormat,
+      kEnd,
+      kFollows,
+      kPrintf,
+      kDefault,
+      kLabel,
+      kFilename,
+    };
+
+    int kind;
+    Place place;
+  };
+
   /// In the order of the file.
+  const std::vector<Token>& tokens() const { return tokens_; }
   const std::deque<Block>& blocks() const { return blocks_; }
   const std::vector<Comment>& comments() const { return comments_; }
 
@@ -66,6 +96,7 @@ class FormatPlaces {
 
   Block& begin(const FormatSpec* format);
 
+  std::vector<Token> tokens_;
   std::deque<Block> blocks_;
   std::unordered_map<const MapSpec*, const Block*> byFormat_;
   std::vector<Comment> comments_;

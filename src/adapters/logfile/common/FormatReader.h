@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "src/adapters/logfile/common/FormatPlaces.h"
 #include "src/adapters/logfile/common/Reading.h"
@@ -42,6 +43,8 @@ class FormatReader {
 
   /// Of what was read last, when places are kept.
   const FormatPlaces& places() const { return places_; }
+  /// The same for keeps.
+  FormatPlaces takePlaces() { return std::move(places_); }
 
  private:
   bool run(LogDriver& driver);

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "foundation/list.h"
 #include "foundation/pool.h"
@@ -25,6 +26,11 @@ struct PrintFault {
 
 /// Reports `fault`. Without a sink that is text on standard error, whether anybody watches or not.
 void report(const PrintFault& fault);
+
+/// All faults of the PRINTFs that the class definition of `spec` expands, each once: none exactly when that can be
+/// written. Reports nothing, and takes time in proportion to the entries and their arguments, however often they refer
+/// to each other.
+std::vector<PrintFault> printFaults(const MapSpec& spec);
 
 /// `text` without its first and last characters: what stands between quotes.
 constexpr std::string_view withoutEnds(std::string_view text) {

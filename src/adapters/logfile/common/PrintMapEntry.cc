@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -33,6 +34,15 @@ Argument firstArgument(const PrintMapEntry& entry) {
   Argument argument = entry.parts().begin();
   if (argument != Argument()) ++argument;
   return argument;
+}
+
+/// True when the format text has as many "%s" as arguments follow it.
+bool countFits(const PrintMapEntry& entry) {
+  const std::string_view format = entry.getFormat().view();
+  int count = 0;
+  for (std::size_t at = format.find("%s"); at != std::string_view::npos; at = format.find("%s", at + 2)) ++count;
+  for (Argument argument = firstArgument(entry); argument != Argument(); ++argument) --count;
+  return count == 0;
 }
 
 /// Writes the expression of one PRINTF and of those that it refers to.
@@ -70,9 +80,8 @@ class PrintExpression {
 
   void enter(const PrintMapEntry& entry) {
     const qlStrobj& format = entry.getFormat();
-    const Argument first = firstArgument(entry);
-    if (fields(format.view()) != countFrom(first)) return fail(ReportCode::kPrintArgumentCount, entry, 0, format);
-    open_.push_back({&entry, first, 0});
+    if (!countFits(entry)) return fail(ReportCode::kPrintArgumentCount, entry, 0, format);
+    open_.push_back({&entry, firstArgument(entry), 0});
     result_.text << "PRINTF(" << format;
   }
 
@@ -106,18 +115,6 @@ class PrintExpression {
     enter(nested);
   }
 
-  static int fields(std::string_view format) {
-    int count = 0;
-    for (std::size_t at = format.find("%s"); at != std::string_view::npos; at = format.find("%s", at + 2)) ++count;
-    return count;
-  }
-
-  static int countFrom(Argument from) {
-    int count = 0;
-    for (; from != Argument(); ++from) ++count;
-    return count;
-  }
-
   void fail(ReportCode code, const PrintMapEntry& entry, int part, const qlStrobj& text) {
     result_.fault = PrintFault{code, &entry, part, text};
   }
@@ -126,6 +123,64 @@ class PrintExpression {
   std::vector<Level> open_;  ///< The entry asked for, and within it those that led to the one being written.
   std::unordered_set<const PrintMapEntry*> nested_;  ///< All of them but the first.
   Expansion result_;
+};
+
+/// Goes through PRINTFs and those that they refer to, into each once: what was left without a circle has none, whoever
+/// refers to it. Keeps its own stack, for the same reason.
+class PrintFaults {
+ public:
+  explicit PrintFaults(const MapSpec& spec) : spec_(spec) {}
+
+  void add(const PrintMapEntry& entry) {
+    enter(entry);
+    while (!open_.empty()) {
+      Level& level = open_.back();
+      if (level.argument == Argument()) {
+        isOpen_[level.entry] = false;
+        open_.pop_back();
+        continue;
+      }
+      const qlStrobj& argument = **level.argument;
+      ++level.argument;
+      ++level.part;
+      const MsgMapEntry* const found = spec_.find(argument.view());
+      if (!found) {
+        fail(ReportCode::kPrintUnknownSlot, argument);
+      } else if (found->kind() == printMap) {
+        const auto& nested = static_cast<const PrintMapEntry&>(*found);
+        const auto seen = isOpen_.find(&nested);
+        if (seen == isOpen_.end()) {
+          enter(nested);
+        } else if (seen->second) {
+          fail(ReportCode::kPrintCircle, argument);
+        }
+      }
+    }
+  }
+
+  std::vector<PrintFault> take() { return std::move(faults_); }
+
+ private:
+  struct Level {
+    const PrintMapEntry* entry;
+    Argument argument;  ///< The next one to be looked at.
+    int part;           ///< The number of the one before.
+  };
+
+  void enter(const PrintMapEntry& entry) {
+    if (!isOpen_.emplace(&entry, true).second) return;
+    open_.push_back({&entry, firstArgument(entry), 0});
+    if (!countFits(entry)) fail(ReportCode::kPrintArgumentCount, entry.getFormat());
+  }
+
+  void fail(ReportCode code, const qlStrobj& text) {
+    faults_.push_back({code, open_.back().entry, open_.back().part, text});
+  }
+
+  const MapSpec& spec_;
+  std::vector<Level> open_;
+  std::unordered_map<const PrintMapEntry*, bool> isOpen_;  ///< Those that were entered.
+  std::vector<PrintFault> faults_;
 };
 
 /// "PRINTF("%s by %s", severity, user)"
@@ -140,6 +195,14 @@ std::string call(const PrintMapEntry& entry) {
 }
 
 }  // namespace
+
+std::vector<PrintFault> printFaults(const MapSpec& spec) {
+  PrintFaults faults(spec);
+  for (const MsgMapEntry* entry : spec.getMaps()) {
+    if (entry->kind() == printMap && entry->mapped()) faults.add(static_cast<const PrintMapEntry&>(*entry));
+  }
+  return faults.take();
+}
 
 void report(const PrintFault& fault) {
   const std::string name(fault.entry->getName().view());

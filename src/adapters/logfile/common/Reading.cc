@@ -172,6 +172,8 @@ void Reading::mark(std::string_view token, std::size_t at) {
   mark.endLine = realLine();
 }
 
+void Reading::keepToken(int kind) { places_->tokens_.push_back({kind, presentPlace()}); }
+
 void Reading::skipPairsOf(std::string_view text) { skipPairs(pairs(text)); }
 
 void Reading::beginComment(std::size_t at) {
@@ -315,10 +317,10 @@ MsgMapEntry* Reading::endPrint() {
 
 void Reading::addSlot(MsgMapEntry* entry) {
   if (places_) {
-    const MsgMapEntry* const replaced = format_->find(entry->getName().view());
-    for (FormatPlaces::Slot& slot : block_->slots) {
-      if (replaced && slot.entry == replaced) slot.entry = nullptr;
+    if (const MsgMapEntry* const replaced = format_->find(entry->getName().view())) {
+      if (const auto line = block_->byEntry_.extract(replaced)) block_->slots[line.mapped()].entry = nullptr;
     }
+    block_->byEntry_[entry] = block_->slots.size() - 1;
   }
   format_->addSlot(entry);
 }

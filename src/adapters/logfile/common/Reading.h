@@ -94,6 +94,8 @@ class Reading : private ReportSink {
   void beginLine(std::size_t at) { previousLineStart_ = std::exchange(lineStart_, at); }
   /// The last `pairs` bytes before the next token's were half of a pair that stands for one byte of the file.
   void skipPairs(std::size_t pairs) { lineStart_ += pairs; }
+  /// Remembers that the parser is given the present token, of this kind.
+  void keepToken(int kind);
   /// The next token follows `text`, which has such pairs in it.
   void skipPairsOf(std::string_view text);
   void beginComment(std::size_t at);

@@ -42,8 +42,14 @@ extern ECONFIG_YYSTYPE eConfig_yylval; /* Of the token that eConfig_yylex() with
   } while (0)
 
 static int eConfig_yylex(ECONFIG_YYSTYPE* value, quillon::Reading& reading) {
-  return eConfig_yylex(value, reading.scanner());
+  const int kind = eConfig_yylex(value, reading.scanner());
+  if (reading.keepsPlaces()) reading.keepToken(kind);
+  return kind;
 }
+
+using Token = quillon::FormatPlaces::Token;
+static_assert(int{Token::kWord} == WORD && int{Token::kQuoted} == QSTRING && int{Token::kNewline} == NEWLINE &&
+              int{Token::kFormat} == FORMAT && int{Token::kEnd} == END && int{Token::kFilename} == FILENAME);
 
 static void eConfig_yyerror(quillon::Reading& reading, const char* message) {
   reading.error(quillon::kSyntaxErrorSite, message);

@@ -1,0 +1,182 @@
+#include "tools/quillon-check/Checking.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "authoring/CheckedFile.h"
+#include "authoring/checks.h"
+#include "authoring/finding_json.h"
+#include "authoring/finding_text.h"
+#include "authoring/fixes.h"
+#include "foundation/descriptor.h"
+#include "foundation/visible.h"
+#include "program/program.h"
+
+namespace quillon {
+namespace {
+
+bool isError(const Finding& finding) { return finding.severity == Severity::kError; }
+
+/// All of the file `path`; false, with the reason in errno, when it cannot be read.
+bool readAll(const std::string& path, std::string& text) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) return false;
+  constexpr std::size_t kPiece = 1 << 16;
+  for (;;) {
+    const std::size_t size = text.size();
+    text.resize(size + kPiece);
+    const ssize_t length = read(file.get(), text.data() + size, kPiece);
+    text.resize(size + static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    if (length == 0) return true;
+    if (length < 0 && errno != EINTR) return false;
+  }
+}
+
+/// Puts a file with `text` and the same permissions in the place of `path`, or of what it links to. 0, or an errno.
+int replaceFile(const std::string& path, const std::string& text) {
+  char target[PATH_MAX];
+  struct stat status {};
+  if (!realpath(path.c_str(), target) || stat(target, &status) != 0) return errno;
+  if (!S_ISREG(status.st_mode)) return EINVAL;
+  std::string beside = std::string(target) + ".XXXXXX";
+  Descriptor file(mkostemp(beside.data(), O_CLOEXEC));
+  if (!file) return errno;
+  int error = writeAll(file.get(), text);
+  if (error == 0 && fchmod(file.get(), status.st_mode & 07777) != 0) error = errno;
+  if (error == 0 && fsync(file.get()) != 0) error = errno;
+  if (!file.close() && error == 0) error = errno;
+  if (error == 0 && std::rename(beside.c_str(), target) != 0) error = errno;
+  if (error != 0) unlink(beside.c_str());
+  return error;
+}
+
+bool wantsColours() {
+  const char* const none = std::getenv("NO_COLOR");
+  const char* const terminal = std::getenv("TERM");
+  const bool isDumb = terminal && std::strcmp(terminal, "dumb") == 0;
+  return isatty(STDOUT_FILENO) && !(none && *none) && !isDumb;
+}
+
+/// "2 errors", "1 error"
+std::string counted(long long count, const char* what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+class Checking {
+ public:
+  explicit Checking(const CheckOptions& options) : options_(options), colours_(wantsColours()) {}
+
+  int run() {
+    for (const std::string& file : options_.files) checkFile(file);
+    if (options_.dryRun) {
+      // what is to be seen has been written
+    } else if (options_.output == "json") {
+      write(findingsJson(results_));
+    } else if (options_.output == "sarif") {
+      write(findingsSarif(results_));
+    }
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) return outputFailed(kCheckProgram);
+    const auto hasError = [](const FileFindings& file) { return std::ranges::any_of(file.findings, isError); };
+    return failed_ || std::ranges::any_of(results_, hasError) ? EXIT_FAILURE : EXIT_SUCCESS;
+  }
+
+ private:
+  /// A text with its lines, for as long as results point to it.
+  struct Text {
+    explicit Text(std::string all) : text(std::move(all)), lines(text) {}
+    const std::string text;
+    const TextLines lines;
+  };
+
+  static void write(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+
+  bool isWanted(const Finding& finding) const { return !options_.ignored.contains(finding.code); }
+
+  void checkFile(const std::string& name) {
+    std::string text;
+    errno = 0;
+    if (!readAll(name, text)) return addUnreadable(name, errno);
+    int fixes = 0;
+    if (options_.fix) fixes = fixFile(name, text);
+    const CheckedFile checked(name, text);
+    std::vector<Finding> findings = check(checked);
+    std::erase_if(findings, [this](const Finding& finding) { return !isWanted(finding); });
+    for (Finding& finding : findings) {
+      if (options_.errors.contains(finding.code)) finding.severity = Severity::kError;
+    }
+    const Text& kept = *texts_.emplace_back(std::make_unique<Text>(std::move(text)));
+    results_.push_back({name, &kept.lines, checked.compiles(), std::move(findings)});
+    if (options_.output == "text" && !options_.dryRun) show(results_.back(), checked.blocks().size(), fixes);
+  }
+
+  void addUnreadable(const std::string& name, int error) {
+    Finding finding(FindingCode::kCannotRead, name, {},
+                    std::string("the file cannot be read: ") + std::strerror(error));
+    results_.push_back({name, nullptr, false, {std::move(finding)}});
+    if (options_.output == "text") write(findingText(results_.back().findings[0], TextLines(""), colours_));
+  }
+
+  /// Makes `text` what it is with its fixes, which the file becomes unless they are only shown. How many there were.
+  int fixFile(const std::string& name, std::string& text) {
+    Fixed fixed = fixAll(name, text, [this](const Finding& finding) { return isWanted(finding); });
+    if (options_.dryRun) {
+      write(unifiedDiff(visible(name), text, fixed.text));
+    } else if (fixed.fixes > 0) {
+      if (const int error = replaceFile(name, fixed.text); error != 0) {
+        complain(kCheckProgram, "write", name, error);
+        failed_ = true;
+        return 0;
+      }
+    }
+    text = std::move(fixed.text);
+    return fixed.fixes;
+  }
+
+  void show(const FileFindings& file, std::size_t blocks, int fixes) const {
+    for (const Finding& finding : file.findings) write(findingText(finding, *file.lines, colours_) + "\n");
+    const auto errors = std::ranges::count_if(file.findings, isError);
+    const auto warnings = static_cast<long long>(file.findings.size()) - errors;
+    std::string line = visible(file.file) + ": " + (file.compiles ? "compiles" : "does not compile") + "; " +
+                       counted(static_cast<long long>(blocks), "block");
+    if (fixes > 0) line += ", " + std::to_string(fixes) + " fixed";
+    if (errors > 0) line += ", " + counted(errors, "error");
+    if (warnings > 0) line += ", " + counted(warnings, "warning");
+    write(line + "\n");
+  }
+
+  const CheckOptions& options_;
+  const bool colours_;
+  std::vector<std::unique_ptr<Text>> texts_;
+  std::vector<FileFindings> results_;
+  bool failed_ = false;
+};
+
+int written() { return std::fflush(stdout) == 0 && !std::ferror(stdout) ? EXIT_SUCCESS : outputFailed(kCheckProgram); }
+
+}  // namespace
+
+int checkFiles(const CheckOptions& options) { return Checking(options).run(); }
+
+int explainCode(FindingCode code) {
+  std::fputs(codeExplanation(codeEntry(code)).c_str(), stdout);
+  return written();
+}
+
+int listCodes() {
+  for (const CodeEntry& entry : allCodes()) {
+    std::printf("%s %-7s %-24s %s\n", codeText(entry.code).c_str(),
+                entry.severity == Severity::kError ? "error" : "warning", entry.name, entry.title);
+  }
+  return written();
+}
+
+}  // namespace quillon

@@ -1,0 +1,34 @@
+#ifndef QUILLON_TOOLS_QUILLON_CHECK_CHECKING_H_
+#define QUILLON_TOOLS_QUILLON_CHECK_CHECKING_H_
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "authoring/codes.h"
+
+namespace quillon {
+
+inline constexpr const char* kCheckProgram = "quillon-check";
+
+/// What the command line of quillon-check says.
+struct CheckOptions {
+  std::vector<std::string> files;
+  std::string output = "text";  ///< text, json or sarif.
+  std::set<FindingCode> errors;
+  std::set<FindingCode> ignored;
+  bool fix = false;
+  bool dryRun = false;
+};
+
+/// Checks the files and writes what was found to standard output. The exit status: 0 when no finding is an error, 1
+/// when one is or something could not be written.
+[[nodiscard]] int checkFiles(const CheckOptions& options);
+
+/// Writes what is known about `code`, or a line for each code there is. The exit status.
+[[nodiscard]] int explainCode(FindingCode code);
+[[nodiscard]] int listCodes();
+
+}  // namespace quillon
+
+#endif  // QUILLON_TOOLS_QUILLON_CHECK_CHECKING_H_
