@@ -361,7 +361,7 @@ bool FileTracker::isOwnText(FollowedFile& file, TimePoint now) {
     }
     FollowedFile* const original = originalOf(file.place);
     if (original == &file) return true;
-    if (original) {
+    if (original && !onlyLooksLike(file.size, *original)) {
       file.copyOf = original->id;
       original->copied = true;
     }

@@ -146,6 +146,11 @@ void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoi
   }
 }
 
+/// A short text may begin like any other; and what was renamed was not copied, as far as one can tell.
+bool FileTracker::onlyLooksLike(std::uint64_t size, const FollowedFile& former) {
+  return size < kTailBytes && former.isRotated() && !former.gone;
+}
+
 /// True when what stands at `place` was once at `path`, and is to be read.
 bool FileTracker::isGeneration(const std::string& place, const std::string& path, const Path& entry, TimePoint now,
                                FileStatus& status) {
@@ -163,7 +168,8 @@ bool FileTracker::isGeneration(const std::string& place, const std::string& path
     lookAtAway(*former, now, true);  // it may go on here
     if (known(status.identity, now)) return false;
   }
-  const bool mayBeCopy = former && (former->descriptor || status.size <= former->seen.offset);
+  const bool mayBeCopy =
+      former && (former->descriptor || status.size <= former->seen.offset) && !onlyLooksLike(status.size, *former);
   if (mayBeCopy && isCopyOf(file.get(), status.size, *former)) {
     FollowedFile& copy = table_.add(path, place, status.identity);
     copy.size = status.size;
