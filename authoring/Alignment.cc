@@ -15,7 +15,7 @@ constexpr int kByteFits = 4;
 constexpr int kBlankFits = 2;  ///< For a run of white space.
 constexpr int kByteDiffers = -6;
 constexpr int kSpaceDiffers = -14;  ///< White space where there should be text, or the other way round.
-constexpr int kTabForBlank = -3;    ///< Looks alike.
+constexpr int kLooksAlike = -3;     ///< A tab in the format string for white space, a newline for a blank.
 constexpr int kBegins = -10;        ///< A stretch that is missing or extra.
 constexpr int kInWord = -1;         ///< And does not begin between words, for each of the two sides.
 constexpr int kByteMissing = -1;
@@ -174,10 +174,14 @@ class Table {
         if (j == 0) return kNever;
         if (symbol.byte == byte && byte != '\t') return begun + kByteFits;
         from |= kFitDiffers;
-        if (symbol.byte == '\t' && endsWord(byte)) return begun + kTabForBlank;
+        if (symbol.byte == '\t' && endsWord(byte)) return begun + kLooksAlike;
         return begun + (endsWord(byte) != endsWord(symbol.byte) ? kSpaceDiffers : kByteDiffers);
       }
       case Symbol::kBlank:
+        if (j > 0 && byte == '\n') {
+          from |= kFitDiffers;
+          return begun + kLooksAlike;
+        }
         return j > 0 && endsWord(byte) ? goOn(kBlankFits) : kNever;
       case Symbol::kWord:
         return j > 0 && !endsWord(byte) ? goOn(0) : kNever;
@@ -272,6 +276,12 @@ void addPieces(Alignment& alignment, const std::vector<Table::Step>& steps, cons
 bool Alignment::fits() const {
   return std::all_of(pieces.begin(), pieces.end(),
                      [](const AlignedPiece& piece) { return piece.state == AlignedPiece::State::kFits; });
+}
+
+bool Alignment::hasConstantText(const std::vector<Part>& parts) const {
+  return std::any_of(pieces.begin(), pieces.end(), [&parts](const AlignedPiece& piece) {
+    return piece.state == AlignedPiece::State::kFits && parts[piece.part].isConstant();
+  });
 }
 
 std::optional<Alignment> align(const std::vector<Part>& parts, std::string_view message) {

@@ -46,6 +46,8 @@ struct Alignment {
 
   /// True when the format describes the message, if its fields may end anywhere.
   bool fits() const;
+  /// True when any of the constants stands in the message, or a part of it.
+  bool hasConstantText(const std::vector<Part>& parts) const;
 };
 
 /// Lays `message`, without white space at its ends, along `parts` so that the likeness is as large as it can be. Fields

@@ -1,11 +1,10 @@
 #include "authoring/Drawing.h"
 
-#include <locale.h>
-#include <clocale>
-#include <cstdio>
-#include <cwchar>
+#include <unistr.h>
+#include <uniwidth.h>
 
 #include <algorithm>
+#include <cstdio>
 
 #include "foundation/utf8.h"
 
@@ -16,26 +15,11 @@ constexpr const char* kMarkColour = "\x1b[1;31m";
 constexpr const char* kLabelColour = "\x1b[36m";
 constexpr const char* kPlain = "\x1b[0m";
 
-/// The character that a well-formed sequence is.
-wchar_t decoded(std::string_view sequence) {
-  const auto first = static_cast<unsigned char>(sequence[0]);
-  if (sequence.size() == 1) return static_cast<wchar_t>(first);
-  unsigned value = first & (0x7FU >> sequence.size());
-  for (const char c : sequence.substr(1)) value = value << 6 | (static_cast<unsigned char>(c) & 0x3FU);
-  return static_cast<wchar_t>(value);
-}
-
-/// The columns of a character: 0, 1 or 2, or -1 for one that a terminal does not show.
+/// The columns of a well-formed character: 0, 1 or 2, or -1 for one that a terminal does not show.
 int widthOf(std::string_view sequence) {
-  const wchar_t character = decoded(sequence);
-  if (character < 0x80) return character >= 0x20 && character != 0x7F ? 1 : -1;
-  if (character < 0xA0) return -1;
-  static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-  if (!unicode) return 1;
-  const locale_t before = uselocale(unicode);
-  const int width = wcwidth(character);
-  uselocale(before);
-  return width < 0 ? 1 : width;  // not in its table, and so most likely newer
+  ucs4_t character = 0;
+  u8_mbtouc(&character, reinterpret_cast<const std::uint8_t*>(sequence.data()), sequence.size());
+  return uc_width(character, "UTF-8");
 }
 
 void appendEscape(std::vector<std::string>& columns, std::string_view bytes) {

@@ -189,7 +189,8 @@ class Explainer::State {
       const std::optional<Alignment> alignment = align(blocks_[place].parts, explanation.message);
       // Too long for that: the quick look, which has them in order, must do.
       const int likeness = alignment ? alignment->likeness : 0;
-      if (likeness > least) ranked.push_back({likeness, place});
+      const bool hasCommonText = !alignment || alignment->hasConstantText(blocks_[place].parts);
+      if (likeness > least && hasCommonText) ranked.push_back({likeness, place});
     }
     std::stable_sort(ranked.begin(), ranked.end(),
                      [](const Ranked& a, const Ranked& b) { return a.likeness > b.likeness; });

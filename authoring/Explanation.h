@@ -38,7 +38,7 @@ struct Taken {
   int variable;
   std::uint32_t from;
   std::uint32_t to;
-  std::string text;  ///< Its value; white space within became single blanks.
+  std::string text;  ///< These bytes; where the block binds, the value, in which white space is single blanks.
 };
 
 /// A block that was tried and did not bind: how far it came in the attempt that came furthest.

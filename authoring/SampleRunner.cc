@@ -1,62 +1,38 @@
 #include "authoring/SampleRunner.h"
 
 #include <algorithm>
-#include <new>
 #include <optional>
 #include <span>
 #include <string_view>
 #include <utility>
 
+#include "authoring/SlotValues.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
-#include "src/adapters/logfile/common/MsgMapEntry.h"
 #include "src/adapters/logfile/common/utf8_text.h"
 #include "src/adapters/logfile/match/Matcher.h"
 
 namespace quillon {
 namespace {
 
-/// `value`, in UTF-8, in the codeset of the format file, in which its author reads and writes.
-std::string local(std::string_view value) {
-  if (isUtf8(platformCodeset())) return std::string(value);
-  const std::string source(value);
-  const ConvertedText converted(nxl_from_utf8, platformCodeset(), source);
-  if (!converted.text()) throw std::bad_alloc();
-  return converted.text();
-}
-
-/// The slots of a format with the values that a matcher has bound: the model works out what becomes of them.
-class BoundSlots : public MapSpec {
+/// The value that `name`, a slot or a variable, has in a bound message; nothing when there is none of that name.
+class BoundValues {
  public:
-  BoundSlots(const FormatSpec& format, std::span<const std::string_view> values) : MapSpec("") {
-    for (MsgMapEntry* entry : format.getMaps()) appendSlot(entry);
-    values_.reserve(values.size());
-    for (const std::string_view value : values) values_.emplace_back(local(value));
-  }
+  BoundValues(const FormatSpec& format, std::span<const std::string_view> values)
+      : variables_(values), slots_(slotValues(format, values)) {}
 
-  const qlStrobj& bvalue(VarMapEntry* entry) override {
-    const qlStrobj* const value = variable(entry->position());
-    return value ? *value : MapSpec::bvalue(entry);
-  }
-
-  /// Of `$n`; null when the message has none.
-  const qlStrobj* variable(int n) const {
-    return n >= 1 && n <= static_cast<int>(values_.size()) ? &values_[static_cast<std::size_t>(n) - 1] : nullptr;
-  }
-
-  /// Of a slot or, as "$7", of a variable; nothing when there is none.
-  std::optional<std::string> value(const Sample::Value& expected) {
-    if (const int n = expected.variable(); n > 0) {
-      const qlStrobj* const found = variable(n);
-      return found ? std::optional<std::string>(found->view()) : std::nullopt;
+  std::optional<std::string> find(const Sample::Value& value, std::string_view name) const {
+    if (const int n = value.variable(); n > 0) {
+      if (static_cast<std::size_t>(n) > variables_.size()) return std::nullopt;
+      return std::string(variables_[static_cast<std::size_t>(n) - 1]);
     }
-    MsgMapEntry* const entry = find(expected.name);
-    if (!entry) return std::nullopt;
-    return std::string(entry->svalue(this).view());
+    const auto found = std::ranges::find(slots_, name, &SlotValue::name);
+    return found == slots_.end() ? std::nullopt : std::optional(found->value);
   }
 
  private:
-  std::vector<qlStrobj> values_;
+  const std::span<const std::string_view> variables_;
+  const std::vector<SlotValue> slots_;
 };
 
 }  // namespace
@@ -64,25 +40,30 @@ class BoundSlots : public MapSpec {
 /// The formats in one order of trying.
 class SampleRunner::Order {
  public:
-  explicit Order(std::vector<FormatSpec*> formats) : formats_(std::move(formats)), matcher_(makeSet(formats_)) {}
+  explicit Order(std::vector<FormatSpec*> formats)
+      : formats_(std::move(formats)), driver_(driverOf(formats_)), set_(FormatSet::make(*driver_)), matcher_(set_) {}
 
   const FormatSpec* format(const Match* match) const { return match ? formats_[match->place] : nullptr; }
   const Match* bind(std::string_view message, bool fromEventLog) { return matcher_.bind(message, fromEventLog); }
-  bool bindsAlone(const FormatSpec* format, std::string_view message, bool fromEventLog) {
+
+  NearBlock explain(const FormatSpec* format, std::string_view message, bool fromEventLog) {
+    if (!explainer_) explainer_.emplace(*driver_, set_);
     const auto found = std::ranges::find(formats_, format);
-    return matcher_.bindOne(static_cast<std::uint32_t>(found - formats_.begin()), message, fromEventLog) != nullptr;
+    return explainer_->explainBlock(static_cast<std::uint32_t>(found - formats_.begin()), message, fromEventLog);
   }
 
  private:
-  /// The set keeps nothing of the driver that gives it the order.
-  static std::shared_ptr<const FormatSet> makeSet(const std::vector<FormatSpec*>& formats) {
-    LogDriver driver;
-    for (FormatSpec* format : formats) driver.addFormatSpec(format);
-    return FormatSet::make(driver);
+  static std::unique_ptr<LogDriver> driverOf(const std::vector<FormatSpec*>& formats) {
+    auto driver = std::make_unique<LogDriver>();
+    for (FormatSpec* format : formats) driver->addFormatSpec(format);
+    return driver;
   }
 
   const std::vector<FormatSpec*> formats_;
+  const std::unique_ptr<LogDriver> driver_;
+  const std::shared_ptr<const FormatSet> set_;
   Matcher matcher_;
+  std::optional<Explainer> explainer_;  ///< Made when it is needed.
 };
 
 SampleRunner::SampleRunner(LogDriver& formats, bool fromEventLog) : formats_(formats), fromEventLog_(fromEventLog) {
@@ -117,12 +98,13 @@ SampleResult SampleRunner::run(const Sample& sample) {
     if (!mayBind) result.verdict = Verdict::kWronglyBound;
   } else if (!isOfClass) {
     result.verdict = Verdict::kNotBound;
-    result.wouldBind = match && ofFile_->bindsAlone(result.expected, message, fromEventLog_);
+    result.why = lastFirst_->explain(result.expected, message, fromEventLog_);
   } else {
-    BoundSlots slots(*result.bound, match->values);
+    const BoundValues values(*result.bound, match->values);
     for (std::size_t i = 0; i < sample.values.size(); ++i) {
-      std::optional<std::string> actual = slots.value(sample.values[i]);
-      if (actual == sample.values[i].text) continue;
+      MessageDecoder name, text;
+      std::optional<std::string> actual = values.find(sample.values[i], name.decode(sample.values[i].name));
+      if (actual == text.decode(sample.values[i].text)) continue;
       const bool exists = actual.has_value();
       result.differences.push_back({i, exists, std::move(actual).value_or("")});
     }

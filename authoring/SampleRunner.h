@@ -2,11 +2,12 @@
 #define QUILLON_AUTHORING_SAMPLERUNNER_H_
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "authoring/Explanation.h"
 #include "authoring/Samples.h"
 
 class FormatSpec;
@@ -28,15 +29,15 @@ struct SampleResult {
   struct Difference {
     std::size_t value;   ///< Of Sample::values, by its place there.
     bool exists;         ///< False: the block has no such slot or variable.
-    std::string actual;  ///< In the codeset of the file.
+    std::string actual;  ///< In UTF-8, as in the event.
   };
 
   Verdict verdict = Verdict::kPassed;
   const FormatSpec* expected = nullptr;  ///< The first block of the name that the sample gives.
   const FormatSpec* bound = nullptr;     ///< What binds the message when the last block is tried first; null: nothing.
   const FormatSpec* firstInFile = nullptr;  ///< The same when the first block is tried first.
-  /// Another block binds the message, but the right one would if it were tried alone.
-  bool wouldBind = false;
+  /// Of a message that its block does not bind, the reason. It may be that another block is tried before.
+  std::optional<NearBlock> why;
   std::vector<Difference> differences;
 
   bool passed() const { return verdict == Verdict::kPassed; }

@@ -356,7 +356,7 @@ constexpr CodeEntry kCodes[] = {
     {FindingCode::kSampleWronglyBound, Severity::kWarning, "sample-wrongly-bound",
      "a block binds a line that it should not",
      "A line with \"not:\" is bound by the block that it stands before, or one with \"unmatched:\" is bound at all.",
-     "//@ not: user marta logged in badly\nFORMAT Login\nuser %s logged in%s*\nwho $1\nrest $2\nEND\n",
+     "//@ not: user marta logged in badly\nFORMAT Login\nuser %s logged in %s*\nwho $1\nrest $2\nEND\n",
      "//@ not: user marta logged in badly\nFORMAT Login\nuser %s logged in\nwho $1\nEND\n"},
     {FindingCode::kSampleValue, Severity::kWarning, "sample-value", "a sample gives a slot another value",
      "The right block binds the line of the sample, but a slot or a variable does not have the value that the sample "

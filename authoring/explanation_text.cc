@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <vector>
 
+#include "authoring/JsonText.h"
 #include "authoring/reasons.h"
 #include "foundation/visible.h"
-#include "src/adapters/logfile/event/json_text.h"
 
 namespace quillon {
 namespace {
@@ -26,15 +26,15 @@ std::string takenText(const std::vector<Taken>& taken) {
   std::string text;
   for (const Taken& one : taken) {
     text += text.empty() ? "" : ", ";
-    text += "$" + std::to_string(one.variable) + " " + quoted(one.text);
+    text += "$" + std::to_string(one.variable) + " " + inQuotes(one.text);
   }
   return text;
 }
 
 std::string boundText(const BoundBlock& bound, const Explanation& explanation, const ExplanationStyle& style) {
-  std::string text = "bound by " + bold(visible(bound.name), style.drawing) + ", tried behind " +
-                     counted(explanation.tried.size(), "other block") +
-                     "\n  format: " + visible(formatString(bound.parts)) + "\n\n";
+  std::string text = "bound by " + bold(visible(bound.name), style.drawing);
+  if (!explanation.tried.empty()) text += ", tried behind " + counted(explanation.tried.size(), "other block");
+  text += "\n  format: " + visible(formatString(bound.parts)) + "\n\n";
   text += Drawing(bound.pieces, bound.parts, explanation.message).text(style.drawing, "  ") + "\n";
   for (const Taken& taken : bound.taken)
     text += "  $" + std::to_string(taken.variable) + " = " + visible(taken.text) + "\n";
@@ -62,79 +62,54 @@ std::string triedText(const std::vector<TriedBlock>& tried, std::size_t most) {
   return text;
 }
 
-class Json {
- public:
-  Json& raw(std::string_view text) {
-    text_ += text;
-    return *this;
-  }
-  Json& key(std::string_view name) {
-    if (text_.back() != '{') text_ += ',';
-    return string(name).raw(":");
-  }
-  Json& string(std::string_view text) {
-    text_ += '"';
-    appendJson(text_, text);
-    text_ += '"';
-    return *this;
-  }
-  Json& number(std::size_t n) { return raw(std::to_string(n)); }
-  /// Before each element but the first.
-  Json& next() { return text_.back() == '[' ? *this : raw(","); }
-  std::string take() { return std::move(text_); }
-
- private:
-  std::string text_;
-};
-
-void addTaken(Json& json, const std::vector<Taken>& taken) {
-  json.key("variables").raw("[");
+void addTaken(JsonText& json, const std::vector<Taken>& taken) {
+  json.key("variables").open('[');
   for (const Taken& one : taken) {
-    json.next().raw("{").key("variable").number(static_cast<std::size_t>(one.variable));
-    json.key("from").number(one.from).key("to").number(one.to).key("value").string(one.text).raw("}");
+    json.open('{').key("variable").number(static_cast<std::uint64_t>(one.variable));
+    json.key("from").number(one.from).key("to").number(one.to).key("value").string(one.text).close('}');
   }
-  json.raw("]");
+  json.close(']');
 }
 
-void addTried(Json& json, const TriedBlock& block) {
+void addTried(JsonText& json, const TriedBlock& block) {
   static const char* const kOutcomes[] = {"bound", "failed", "gave-up", "left-over"};
   json.key("block").string(block.name).key("event_id").number(block.eventId).key("place").number(block.place);
   json.key("outcome").string(kOutcomes[static_cast<std::size_t>(block.outcome)]);
-  json.key("attempts").number(static_cast<std::size_t>(block.attempts));
+  json.key("attempts").number(static_cast<std::uint64_t>(block.attempts));
   if (block.outcome == Outcome::kBound) return;
   json.key("component").number(block.part).key("at").number(block.at).key("expected").string(block.expected);
 }
 
-void addPieces(Json& json, const std::vector<AlignedPiece>& pieces) {
+void addPieces(JsonText& json, const std::vector<AlignedPiece>& pieces) {
   static const char* const kStates[] = {"fits", "differs", "missing", "extra"};
-  json.key("alignment").raw("[");
+  json.key("alignment").open('[');
   for (const AlignedPiece& piece : pieces) {
-    json.next().raw("{").key("state").string(kStates[static_cast<std::size_t>(piece.state)]);
-    json.key("component").number(piece.part).key("from").number(piece.from).key("to").number(piece.to).raw("}");
+    json.open('{').key("state").string(kStates[static_cast<std::size_t>(piece.state)]);
+    json.key("component").number(piece.part).key("from").number(piece.from).key("to").number(piece.to).close('}');
   }
-  json.raw("]");
+  json.close(']');
 }
 
-void addNear(Json& json, const NearBlock& block) {
-  json.raw("{");
+void addNear(JsonText& json, const NearBlock& block) {
+  json.open('{');
   addTried(json, block);
   json.key("format").string(formatString(block.parts)).key("found").string(block.found);
-  json.key("mark").raw("{").key("from").number(block.markFrom).key("to").number(block.markTo).raw("}");
+  json.key("mark").open('{').key("from").number(block.markFrom).key("to").number(block.markTo).close('}');
   addTaken(json, block.taken);
   addPieces(json, block.alignment.pieces);
   json.key("rule").string(ruleName(block.rule)).key("reason").string(block.reason).key("repaired");
-  block.bindsWhenRepaired ? json.string(block.repairedMessage) : json.raw("null");
-  json.raw("}");
+  block.bindsWhenRepaired ? json.string(block.repairedMessage) : json.null();
+  json.close('}');
 }
 
-void addBound(Json& json, const BoundBlock& bound) {
-  json.raw("{").key("block").string(bound.name).key("event_id").number(bound.eventId).key("place").number(bound.place);
-  json.key("format").string(formatString(bound.parts));
+void addBound(JsonText& json, const BoundBlock& bound) {
+  json.open('{').key("block").string(bound.name).key("event_id").number(bound.eventId);
+  json.key("place").number(bound.place).key("format").string(formatString(bound.parts));
   addTaken(json, bound.taken);
-  json.key("slots").raw("[");
+  json.key("slots").open('[');
   for (const SlotValue& slot : bound.slots)
-    json.next().raw("{").key("slot").string(slot.name).key("value").string(slot.value).raw("}");
-  json.raw("]}");
+    json.open('{').key("slot").string(slot.name).key("value").string(slot.value).close('}');
+  json.close(']').close('}');
 }
 
 }  // namespace
@@ -142,7 +117,7 @@ void addBound(Json& json, const BoundBlock& bound) {
 std::string stopText(const NearBlock& block) {
   if (block.binds) return "binds the message";
   return "stopped at byte " + std::to_string(block.at + 1) + ": expected " + block.expected + ", found " +
-         (block.found.empty() ? "nothing" : quoted(block.found));
+         (block.found.empty() ? "nothing" : inQuotes(block.found));
 }
 
 std::string nearBlockText(const NearBlock& block, std::string_view message, const Drawing::Style& style) {
@@ -168,7 +143,7 @@ std::string explanationText(const Explanation& explanation, const ExplanationSty
   } else {
     text = "no block binds this message; " + counted(explanation.tried.size(), "block") + " tried\n";
   }
-  if (explanation.nearest.empty()) return text;
+  if (explanation.nearest.empty()) return text;  // nothing has any text in common with it, or nobody asked
   text += explanation.bound ? "\nnearer to the message, but not binding it:\n" : "\nthe nearest:\n";
   int n = 0;
   for (const NearBlock& block : explanation.nearest)
@@ -177,21 +152,18 @@ std::string explanationText(const Explanation& explanation, const ExplanationSty
 }
 
 std::string explanationJson(const Explanation& explanation) {
-  Json json;
-  json.raw("{").key("message").string(explanation.message).key("bound");
-  explanation.bound ? addBound(json, *explanation.bound) : void(json.raw("null"));
-  json.key("tried").raw("[");
+  JsonText json;
+  json.open('{').key("message").string(explanation.message).key("bound");
+  explanation.bound ? addBound(json, *explanation.bound) : void(json.null());
+  json.key("tried").open('[');
   for (const TriedBlock& block : explanation.tried) {
-    json.next().raw("{");
+    json.open('{');
     addTried(json, block);
-    json.raw("}");
+    json.close('}');
   }
-  json.raw("]").key("nearest").raw("[");
-  for (const NearBlock& block : explanation.nearest) {
-    json.next();
-    addNear(json, block);
-  }
-  return json.raw("]}").take();
+  json.close(']').key("nearest").open('[');
+  for (const NearBlock& block : explanation.nearest) addNear(json, block);
+  return json.close(']').close('}').take();
 }
 
 }  // namespace quillon

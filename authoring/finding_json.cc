@@ -253,7 +253,9 @@ std::string findingsJson(const std::vector<FileFindings>& files) {
   JsonWriter json;
   json.open('{').name("files").open('[');
   for (const FileFindings& file : files) {
-    json.newLine().open('{').name("file").text(file.file).name("compiles").truth(file.compiles).close('}');
+    json.newLine().open('{').name("file").text(file.file);
+    if (file.compiles) json.name("compiles").truth(*file.compiles);
+    json.close('}');
   }
   json.close(']').name("findings").open('[');
   for (const FileFindings& file : files) {

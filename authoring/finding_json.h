@@ -1,6 +1,7 @@
 #ifndef QUILLON_AUTHORING_FINDING_JSON_H_
 #define QUILLON_AUTHORING_FINDING_JSON_H_
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,8 @@ namespace quillon {
 /// What was found in one file.
 struct FileFindings {
   std::string file;
-  const TextLines* lines;  ///< Of its text; null when it could not be read.
-  bool compiles;
+  const TextLines* lines;        ///< Of its text; null when it could not be read.
+  std::optional<bool> compiles;  ///< None of a file of samples.
   std::vector<Finding> findings;
 };
 

@@ -24,7 +24,7 @@ const Part* boundOf(const std::vector<Part>& parts, std::size_t field) {
   return nullptr;
 }
 
-std::string boundText(const Part& bound) { return bound.isConstant() ? quoted(bound.text) : "a newline"; }
+std::string boundText(const Part& bound) { return bound.isConstant() ? inQuotes(bound.text) : "a newline"; }
 
 std::string variableName(int n) { return "$" + std::to_string(n); }
 
@@ -111,7 +111,7 @@ bool explainAstray(NearBlock& block) {
   const Part* const bound = boundOf(block.parts, partOf(block, taken->variable));
   const std::string name = variableName(taken->variable);
   block.rule = taken->variable == 1 ? SurprisingRule::kFirstVariable : SurprisingRule::kEarlierOccurrence;
-  block.reason = name + " took " + quoted(taken->text);
+  block.reason = name + " took " + inQuotes(taken->text);
   if (bound) block.reason += ", up to an occurrence of " + boundText(*bound) + " that is not the one meant";
   block.reason += taken->variable == 1
                       ? ". A later end would fit, but the first variable is not tried again once another was reached."
@@ -142,7 +142,7 @@ bool explainWordBegin(NearBlock& block, std::string_view message) {
   const std::size_t found = word.find(text, at - start);
   if (found == std::string_view::npos || text.empty()) return false;
   block.rule = SurprisingRule::kWordBegins;
-  block.reason = quoted(text) + " stands further on in " + quoted(word) +
+  block.reason = inQuotes(text) + " stands further on in " + inQuotes(word) +
                  ", but a constant must be the next thing in the message: only a field in front of it would take what "
                  "is between.";
   return true;
@@ -173,7 +173,7 @@ const char* ruleName(SurprisingRule rule) {
   return kNames[static_cast<std::size_t>(rule)];
 }
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
   if (text.size() <= kMostQuoted) return '"' + visible(text) + '"';
   std::size_t end = kMostQuoted;
   while (end > 0 && (text[end] & 0xc0) == 0x80) --end;
@@ -185,7 +185,7 @@ std::string expectedText(const std::vector<Part>& parts, std::size_t part) {
   const Part* const bound = parts[part].isField() ? boundOf(parts, part) : nullptr;
   switch (parts[part].kind) {
     case ComponentKind::kConstant:
-      return quoted(parts[part].text);
+      return inQuotes(parts[part].text);
     case ComponentKind::kBlank:
       return "white space";
     case ComponentKind::kNewline:

@@ -16,7 +16,7 @@ namespace quillon {
 std::string expectedText(const std::vector<Part>& parts, std::size_t part);
 
 /// `text` in double quotes, for people: control characters are made visible, a long one is cut.
-std::string quoted(std::string_view text);
+std::string inQuotes(std::string_view text);
 
 /// Fills in where to look, the rule and the reason of `block`, which does not bind `message` and has all else.
 void giveReason(NearBlock& block, std::string_view message);

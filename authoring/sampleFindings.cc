@@ -4,20 +4,29 @@
 #include <string_view>
 #include <utility>
 
+#include "authoring/checks.h"
+#include "authoring/explanation_text.h"
+#include "authoring/reasons.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
+#include "src/adapters/logfile/common/MsgMapEntry.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 
 namespace quillon {
 namespace {
 
 std::string nameOf(const FormatSpec& format) { return std::string(format.getName().view()); }
 
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
-
 /// True when `format` follows `parent`, be it over others.
 bool follows(const FormatSpec* format, const FormatSpec* parent) {
   while (format && format != parent) format = format->getFollows();
   return format != nullptr;
+}
+
+/// A hint to the one of `names` that `name` is probably a slip for; empty when there is none.
+std::string meant(const std::string& name, const std::vector<std::string>& names) {
+  const std::string* const found = nearest(name, names);
+  return found ? "there is " + *found : "";
 }
 
 /// Makes the findings of samples that stand in one file.
@@ -34,9 +43,8 @@ class OutcomeFindings {
     switch (result.verdict) {
       case SampleResult::Verdict::kPassed:
         return ofOrder(sample, result);
-      case SampleResult::Verdict::kNoSuchBlock: {
-        return {{FindingCode::kUnknownSampleBlock, file_, sample.blockPlace, "there is no block " + sample.block}};
-      }
+      case SampleResult::Verdict::kNoSuchBlock:
+        return {unknownBlock(sample)};
       case SampleResult::Verdict::kNotBound:
         return {notBound(sample, result)};
       case SampleResult::Verdict::kWronglyBound:
@@ -48,15 +56,26 @@ class OutcomeFindings {
   }
 
  private:
+  Finding unknownBlock(const Sample& sample) const {
+    Finding finding(FindingCode::kUnknownSampleBlock, file_, sample.blockPlace, "there is no block " + sample.block);
+    std::vector<std::string> names;
+    for (const FormatPlaces::Block& block : formats_.places.blocks()) names.push_back(nameOf(*block.format));
+    finding.hint = meant(sample.block, names);
+    return finding;
+  }
+
   Finding notBound(const Sample& sample, const SampleResult& result) const {
     Finding finding(FindingCode::kSampleNotBound, file_, sample.place,
                     sample.block + " does not bind this line: " +
                         (result.bound ? nameOf(*result.bound) + " does" : "no block does"));
     note(finding, *result.expected, "the block that should bind it");
     if (result.bound) note(finding, *result.bound, "the block that binds it");
-    if (result.wouldBind) {
+    if (result.why->binds) {
       finding.hint = sample.block + " describes the line, too, but later blocks are tried first: move it behind " +
                      nameOf(*result.bound);
+    } else {
+      finding.notes.push_back({markIn(sample, *result.why), stopText(*result.why)});
+      finding.hint = result.why->reason;
     }
     return finding;
   }
@@ -75,13 +94,18 @@ class OutcomeFindings {
     findings.reserve(result.differences.size());
     for (const SampleResult::Difference& difference : result.differences) {
       const Sample::Value& value = sample.values[difference.value];
-      std::string text = value.name + " is " + quoted(difference.actual) + ", not " + quoted(value.text);
+      std::string text = value.name + " is " + inQuotes(difference.actual) + ", not " + inQuotes(value.text);
       if (!difference.exists) {
         text = sample.block + (value.variable() > 0 ? " has no " : " has no slot ") + value.name;
       }
       Finding& finding = findings.emplace_back(FindingCode::kSampleValue, file_, value.place, std::move(text));
       const Subject source{
           .format = result.bound, .entry = result.bound->find(value.name), .variable = value.variable(), .part = 0};
+      if (!difference.exists && value.variable() == 0) {
+        std::vector<std::string> names;
+        for (const MsgMapEntry* entry : result.bound->getMaps()) names.emplace_back(entry->getName().view());
+        finding.hint = meant(value.name, names);
+      }
       if (difference.exists && ownFile_) finding.notes.push_back({formats_.places.of(source), "where it comes from"});
     }
     return findings;
@@ -104,6 +128,19 @@ class OutcomeFindings {
     note(finding, *result.bound, "takes it where the last block is tried first");
     finding.hint = "if that is meant, say so before " + first + ": a sample \"not:\" with the same line";
     return {std::move(finding)};
+  }
+
+  /// Where the message departs from its block, in the file; no place where that cannot be told because the file has the
+  /// message in other bytes.
+  Place markIn(const Sample& sample, const NearBlock& why) const {
+    const bool isAsWritten = sample.place.length == static_cast<int>(sample.message.size()) &&
+                             sample.place.line == sample.place.endLine && isUtf8(platformCodeset());
+    if (!isAsWritten || !ownFile_) return {};
+    Place place = sample.place;
+    place.column += static_cast<int>(why.markFrom);
+    place.length = static_cast<int>(why.markTo - why.markFrom);
+    place.endColumn = place.column + place.length;
+    return place;
   }
 
   /// A note at the name of `format`, or one that says where that is, as places of notes are in the file of the finding.
@@ -133,6 +170,20 @@ std::string SampleOutcome::title() const {
       break;
   }
   return "no block binds " + sample.message;
+}
+
+bool failsSample(FindingCode code) {
+  switch (code) {
+    case FindingCode::kMalformedSample:
+    case FindingCode::kMisplacedSample:
+    case FindingCode::kUnknownSampleBlock:
+    case FindingCode::kSampleNotBound:
+    case FindingCode::kSampleWronglyBound:
+    case FindingCode::kSampleValue:
+      return true;
+    default:
+      return false;
+  }
 }
 
 std::vector<Finding> sampleFaults(const SampleList& list, const std::string& file) {

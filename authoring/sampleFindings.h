@@ -24,6 +24,9 @@ struct SampleOutcome {
   std::string title() const;
 };
 
+/// True for what keeps a sample from passing: it fails, or cannot be run. The file may compile all the same.
+bool failsSample(FindingCode code);
+
 /// A format file that has been read without an error, for its samples to be run.
 struct SampledFormats {
   LogDriver& formats;          ///< In the order of the file.

@@ -14,6 +14,14 @@ namespace {
 struct Test {
   std::string title;
   const std::vector<Finding>& findings;
+
+  /// What failed it; null when nothing has.
+  const Finding* failure() const {
+    const auto found = std::ranges::find_if(findings, [](const Finding& finding) {
+      return finding.severity == Severity::kError || failsSample(finding.code);
+    });
+    return found == findings.end() ? nullptr : &*found;
+  }
 };
 
 /// Calls `visit` with each test of `file`.
@@ -68,7 +76,7 @@ std::string yamlText(std::string_view text) {
 }
 
 void appendTap(std::string& tap, const Test& test, std::size_t number) {
-  tap += test.findings.empty() ? "ok " : "not ok ";
+  tap += test.failure() ? "not ok " : "ok ";
   tap += std::to_string(number) + " - " + tapTitle(test.title) + "\n";
   if (test.findings.empty()) return;
   tap += "  ---\n  findings:\n";
@@ -119,11 +127,14 @@ void appendCase(std::string& xml, const TestedFile& file, const Test& test) {
     xml += "/>\n";
     return;
   }
-  const Finding& first = test.findings.front();
   std::string text;
   for (const Finding& finding : test.findings) text += plainText(finding);
-  xml += ">\n      <failure" + attribute("message", shown(first.text)) + attribute("type", codeText(first.code)) + ">" +
-         xmlText(text) + "</failure>\n    </testcase>\n";
+  std::string element = "system-out", attributes;
+  if (const Finding* const failure = test.failure()) {
+    element = "failure";
+    attributes = attribute("message", shown(failure->text)) + attribute("type", codeText(failure->code));
+  }
+  xml += ">\n      <" + element + attributes + ">" + xmlText(text) + "</" + element + ">\n    </testcase>\n";
 }
 
 struct Counts {
@@ -133,7 +144,7 @@ struct Counts {
   void add(const TestedFile& file) {
     forEachTest(file, [this](const Test& test) {
       ++tests;
-      if (!test.findings.empty()) ++failures;
+      if (test.failure()) ++failures;
     });
   }
   std::string attributes() const {

@@ -9,7 +9,8 @@
 #include "authoring/sampleFindings.h"
 
 /// What was found in format files as the result of tests, for what runs tests and shows their history. Each file is a
-/// test, which what is found in it fails, and each of its samples is another one. For any thread.
+/// test, and each of its samples is another one. An error fails a test, and so does what keeps a sample from passing;
+/// warnings are told and fail none. For any thread.
 namespace quillon {
 
 struct TestedFile {
@@ -18,7 +19,7 @@ struct TestedFile {
   std::vector<SampleOutcome> samples;
 };
 
-/// The Test Anything Protocol, version 13: a line for each test, and behind one that failed what was found, in YAML.
+/// The Test Anything Protocol, version 13: a line for each test, and behind it what was found, in YAML.
 std::string tapText(std::span<const TestedFile> files);
 
 /// XML in the form that JUnit gave its name to: a suite for each file, a case for each test. Bytes that XML cannot hold

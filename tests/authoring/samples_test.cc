@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <string_view>
 
+#include "authoring/CheckedFile.h"
 #include "authoring/SampleRunner.h"
+#include "authoring/checks.h"
 #include "authoring/sampleFindings.h"
 #include "authoring/testReport.h"
 #include "foundation/visible.h"
@@ -123,7 +126,7 @@ std::string run(const std::string& text, bool fromEventLog = false) {
   const auto name = [](const FormatSpec* format) { return format ? std::string(format->getName().view()) : "none"; };
   outcome += " " + name(result.bound);
   if (result.dependsOnOrder()) outcome += "/" + name(result.firstInFile);
-  if (result.wouldBind) outcome += " would";
+  if (result.why && result.why->binds) outcome += " would";
   for (const SampleResult::Difference& difference : result.differences) {
     outcome +=
         " " + list.samples.front().values[difference.value].name + "=" + (difference.exists ? difference.actual : "?");
@@ -195,18 +198,18 @@ TEST(SampleFindings, PointToWhatIsAtFault) {
   } const cases[] = {
       {"//@ sample Login: eve logged out\n",
        "FILE 12:19+14 Q0705 Login does not bind this line: Any does | 5:8+5 the block that should bind it | 1:8+3 the "
-       "block that binds it\n"},
+       "block that binds it | 12:30+3 stopped at byte 12: expected \"in\", found \"out\"\n"},
       {"//@ sample Any: eve logged in\n",
        "FILE 12:17+13 Q0705 Any does not bind this line: Login does | 1:8+3 the block that should bind it | 5:8+5 the "
        "block that binds it -> Any describes the line, too, but later blocks are tried first: move it behind Login\n"},
       {"//@ sample Login: eve logged in\n//@ user = adam\n//@ $1 = Eve\n//@ usr = eve\n//@ $2 = in\n",
        "FILE 13:5+11 Q0707 user is \"eve\", not \"adam\" | 3:6+2 where it comes from\n"
        "FILE 14:5+8 Q0707 $1 is \"eve\", not \"Eve\" | 6:1+2 where it comes from\n"
-       "FILE 15:5+9 Q0707 Login has no slot usr\nFILE 16:5+7 Q0707 Login has no $2\n"},
+       "FILE 15:5+9 Q0707 Login has no slot usr -> there is user\nFILE 16:5+7 Q0707 Login has no $2\n"},
       {"//@ unmatched: eve\n//@ unmatched: eve sat\n//@ not Any: eve sat\n//@ not Dor: eve\n",
        "FILE 13:16+7 Q0706 Any binds this line, which no block should | 1:8+3 the block that binds it\n"
        "FILE 14:14+7 Q0706 Any binds this line, which it should not | 1:8+3 the block that binds it\n"
-       "FILE 15:9+3 Q0704 there is no block Dor\n"},
+       "FILE 15:9+3 Q0704 there is no block Dor -> there is Door\n"},
       // Login is a kind of Any; Door is not, unless somebody says so.
       {"//@ sample Login: eve logged in\n", ""},
       {"//@ sample Door: door opened\n",
@@ -218,8 +221,32 @@ TEST(SampleFindings, PointToWhatIsAtFault) {
   for (const auto& c : cases) EXPECT_EQ(c.expected, findings(blocks + c.samples)) << c.samples;
   EXPECT_EQ(
       "BESIDE 1:15+3 Q0705 Login does not bind this line: no block does | the block that should bind it: Login, "
-      "FILE:5\n",
+      "FILE:5 | stopped at byte 4: expected white space, found nothing\n",
       findings(blocks, "sample Login: eve\n"));
+}
+
+/// What --explain shows: each example has the code that it is for, and written well it has none.
+TEST(SampleCodes, ExamplesAreTrue) {
+  const auto codes = [](const char* text) {
+    const CheckedFile file("FILE", text);
+    EXPECT_TRUE(file.compiles()) << text;
+    const SampleList list = samplesIn(file.places());
+    std::set<FindingCode> found;
+    for (const Finding& finding : check(file)) found.insert(finding.code);
+    for (const Finding& finding : sampleFaults(list, "FILE")) found.insert(finding.code);
+    for (const SampleOutcome& outcome : runSamples({file.driver(), file.places(), "FILE"}, list, {}, "")) {
+      for (const Finding& finding : outcome.findings) found.insert(finding.code);
+    }
+    return found;
+  };
+  int entries = 0;
+  for (const CodeEntry& entry : allCodes()) {
+    if (entry.code < FindingCode::kMalformedSample) continue;
+    ++entries;
+    EXPECT_EQ(std::set{entry.code}, codes(entry.before)) << entry.name;
+    EXPECT_EQ(std::set<FindingCode>(), codes(entry.after)) << entry.name;
+  }
+  EXPECT_EQ(8, entries);
 }
 
 /// What other programs read stays readable whatever a log holds.
@@ -231,14 +258,16 @@ TEST(TestReport, SurvivesAnyText) {
   finding.notes.push_back({{.line = 4, .column = 5}, "<here>"});
   finding.hint = "do\nthis";
   sample.place.line = 2;
-  const TestedFile files[] = {{"f.fmt", {}, {{sample, "f.fmt", {}, {finding}}}}, {"g.fmt", {}, {}}};
+  const Finding warning(FindingCode::kSampleOrder, "g.fmt", {.line = 1, .column = 1}, "it is");
+  const TestedFile files[] = {{"f.fmt", {}, {{sample, "f.fmt", {}, {finding}}}}, {"g.fmt", {warning}, {}}};
   EXPECT_EQ(
       "TAP version 13\n1..3\nok 1 - f.fmt\n"
       "not ok 2 - f.fmt:2: B binds a\\\\ \\#1 \"<&\t\\\\x01\xEF\xBF\xBD\xEF\xBF\xBF]]>\\\\x0A\n"
       "  ---\n  findings:\n    - code: Q0705\n      at: \"f.fmt:2:3\"\n"
       "      message: \"B: \\\"\\\\x1B\\\\x0A\\\\\"\n"
       "      notes:\n        - text: \"<here>\"\n          at: \"f.fmt:4:5\"\n      hint: \"do\\\\x0Athis\"\n  ...\nok "
-      "3 - g.fmt\n",
+      "3 - g.fmt\n"
+      "  ---\n  findings:\n    - code: Q0708\n      at: \"g.fmt:1:1\"\n      message: \"it is\"\n  ...\n",
       tapText(files));
   EXPECT_EQ(
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites tests=\"3\" failures=\"1\">\n"
@@ -249,7 +278,8 @@ TEST(TestReport, SurvivesAnyText) {
       "]]&gt;\\x0A\">\n"
       "      <failure message=\"B: &quot;\\x1B\\x0A\\\" type=\"Q0705\">f.fmt:2:3: B: &quot;\\x1B\n\\ [Q0705]\n"
       "  note: f.fmt:4:5: &lt;here&gt;\n  hint: do\nthis\n</failure>\n    </testcase>\n  </testsuite>\n"
-      "  <testsuite name=\"g.fmt\" tests=\"1\" failures=\"0\">\n    <testcase classname=\"g.fmt\" name=\"g.fmt\"/>\n"
+      "  <testsuite name=\"g.fmt\" tests=\"1\" failures=\"0\">\n    <testcase classname=\"g.fmt\" name=\"g.fmt\">\n"
+      "      <system-out>g.fmt:1:1: it is [Q0708]\n</system-out>\n    </testcase>\n"
       "  </testsuite>\n</testsuites>\n",
       junitText(files));
 }

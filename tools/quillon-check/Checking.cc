@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 
 #include "authoring/CheckedFile.h"
@@ -17,6 +18,8 @@
 #include "authoring/finding_json.h"
 #include "authoring/finding_text.h"
 #include "authoring/fixes.h"
+#include "authoring/sampleFindings.h"
+#include "authoring/testReport.h"
 #include "foundation/descriptor.h"
 #include "foundation/visible.h"
 #include "program/program.h"
@@ -25,6 +28,7 @@ namespace quillon {
 namespace {
 
 bool isError(const Finding& finding) { return finding.severity == Severity::kError; }
+bool isFatal(const Finding& finding) { return isError(finding) || failsSample(finding.code); }
 
 /// All of the file `path`; false, with the reason in errno, when it cannot be read.
 bool readAll(const std::string& path, std::string& text) {
@@ -67,7 +71,7 @@ bool wantsColours() {
 }
 
 /// "2 errors", "1 error"
-std::string counted(long long count, const char* what) {
+std::string counted(std::size_t count, const char* what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
@@ -76,6 +80,7 @@ class Checking {
   explicit Checking(const CheckOptions& options) : options_(options), colours_(wantsColours()) {}
 
   int run() {
+    if (!options_.samples.empty()) readSamples();
     for (const std::string& file : options_.files) checkFile(file);
     if (options_.dryRun) {
       // what is to be seen has been written
@@ -83,10 +88,14 @@ class Checking {
       write(findingsJson(results_));
     } else if (options_.output == "sarif") {
       write(findingsSarif(results_));
+    } else if (options_.output == "tap") {
+      write(tapText(tests_));
+    } else if (options_.output == "junit") {
+      write(junitText(tests_));
     }
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) return outputFailed(kCheckProgram);
-    const auto hasError = [](const FileFindings& file) { return std::ranges::any_of(file.findings, isError); };
-    return failed_ || std::ranges::any_of(results_, hasError) ? EXIT_FAILURE : EXIT_SUCCESS;
+    const auto hasFailed = [](const FileFindings& file) { return std::ranges::any_of(file.findings, isFatal); };
+    return failed_ || std::ranges::any_of(results_, hasFailed) ? EXIT_FAILURE : EXIT_SUCCESS;
   }
 
  private:
@@ -108,19 +117,62 @@ class Checking {
     int fixes = 0;
     if (options_.fix) fixes = fixFile(name, text);
     const CheckedFile checked(name, text);
-    std::vector<Finding> findings = check(checked);
+    std::vector<Finding> findings = wanted(check(checked));
+    const SampleList own = samplesIn(checked.places());
+    append(findings, wanted(sampleFaults(own, name)));
+    TestedFile test{name, findings, {}};
+    append(test.findings, besideFaults_);
+    std::vector<Finding> beside = besideFaults_;
+    if (checked.compiles()) {
+      const SampledFormats formats{checked.driver(), checked.places(), name, options_.eventLog};
+      test.samples = runSamples(formats, own, beside_, options_.samples);
+    }
+    for (SampleOutcome& outcome : test.samples) {
+      outcome.findings = wanted(std::move(outcome.findings));
+      append(outcome.file == options_.samples ? beside : findings, outcome.findings);
+    }
+    std::ranges::stable_sort(findings, {}, [](const Finding& finding) { return finding.place.line; });
+    const Text& kept = *texts_.emplace_back(std::make_unique<Text>(std::move(text)));
+    results_.push_back({name, &kept.lines, checked.compiles(), std::move(findings)});
+    if (besideText_) results_.push_back({options_.samples, &besideText_->lines, {}, std::move(beside)});
+    if (options_.output == "text" && !options_.dryRun) {
+      if (besideText_) show(*std::prev(results_.end(), 2));
+      show(results_.back());
+      sumUp(checked, fixes, test, own.samples.size() + beside_.samples.size());
+    }
+    tests_.push_back(std::move(test));
+  }
+
+  /// Reads the file of samples.
+  void readSamples() {
+    std::string text;
+    if (!readAll(options_.samples, text)) {
+      complain(kCheckProgram, "read", options_.samples, errno);
+      failed_ = true;
+      return;
+    }
+    besideText_ = std::make_unique<Text>(std::move(text));
+    beside_ = samplesInText(besideText_->text);
+    besideFaults_ = wanted(sampleFaults(beside_, options_.samples));
+  }
+
+  /// Without those that are to be left out, and with the severity that is asked for.
+  std::vector<Finding> wanted(std::vector<Finding> findings) const {
     std::erase_if(findings, [this](const Finding& finding) { return !isWanted(finding); });
     for (Finding& finding : findings) {
       if (options_.errors.contains(finding.code)) finding.severity = Severity::kError;
     }
-    const Text& kept = *texts_.emplace_back(std::make_unique<Text>(std::move(text)));
-    results_.push_back({name, &kept.lines, checked.compiles(), std::move(findings)});
-    if (options_.output == "text" && !options_.dryRun) show(results_.back(), checked.blocks().size(), fixes);
+    return findings;
+  }
+
+  static void append(std::vector<Finding>& findings, const std::vector<Finding>& more) {
+    findings.insert(findings.end(), more.begin(), more.end());
   }
 
   void addUnreadable(const std::string& name, int error) {
     Finding finding(FindingCode::kCannotRead, name, {},
                     std::string("the file cannot be read: ") + std::strerror(error));
+    tests_.push_back({name, {finding}, {}});
     results_.push_back({name, nullptr, false, {std::move(finding)}});
     if (options_.output == "text") write(findingText(results_.back().findings[0], TextLines(""), colours_));
   }
@@ -141,15 +193,34 @@ class Checking {
     return fixed.fixes;
   }
 
-  void show(const FileFindings& file, std::size_t blocks, int fixes) const {
+  void show(const FileFindings& file) const {
     for (const Finding& finding : file.findings) write(findingText(finding, *file.lines, colours_) + "\n");
-    const auto errors = std::ranges::count_if(file.findings, isError);
-    const auto warnings = static_cast<long long>(file.findings.size()) - errors;
-    std::string line = visible(file.file) + ": " + (file.compiles ? "compiles" : "does not compile") + "; " +
-                       counted(static_cast<long long>(blocks), "block");
+  }
+
+  /// The last line about a file.
+  void sumUp(const CheckedFile& file, int fixes, const TestedFile& test, std::size_t samples) const {
+    std::size_t errors = 0, warnings = 0;
+    const auto count = [&](const std::vector<Finding>& findings) {
+      const auto found = static_cast<std::size_t>(std::ranges::count_if(findings, isError));
+      errors += found;
+      warnings += findings.size() - found;
+    };
+    count(test.findings);
+    for (const SampleOutcome& outcome : test.samples) count(outcome.findings);
+    std::string line = visible(file.name()) + ": " + (file.compiles() ? "compiles" : "does not compile") + "; " +
+                       counted(file.blocks().size(), "block");
     if (fixes > 0) line += ", " + std::to_string(fixes) + " fixed";
     if (errors > 0) line += ", " + counted(errors, "error");
     if (warnings > 0) line += ", " + counted(warnings, "warning");
+    const auto failed = std::ranges::count_if(
+        test.samples, [](const SampleOutcome& outcome) { return std::ranges::any_of(outcome.findings, isFatal); });
+    if (samples > test.samples.size()) {
+      line += ", " + counted(samples, "sample") + " not run";
+    } else if (failed > 0) {
+      line += ", " + std::to_string(failed) + " of " + counted(samples, "sample") + (failed == 1 ? " fails" : " fail");
+    } else if (samples > 0) {
+      line += ", " + counted(samples, "sample") + (samples == 1 ? " passes" : " pass");
+    }
     write(line + "\n");
   }
 
@@ -157,6 +228,10 @@ class Checking {
   const bool colours_;
   std::vector<std::unique_ptr<Text>> texts_;
   std::vector<FileFindings> results_;
+  std::vector<TestedFile> tests_;
+  std::unique_ptr<const Text> besideText_;  ///< Of the file of samples.
+  SampleList beside_;
+  std::vector<Finding> besideFaults_;
   bool failed_ = false;
 };
 

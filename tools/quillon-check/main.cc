@@ -50,10 +50,15 @@ int main(int argc, char* argv[]) {
   CLI::App app("Says what is wrong with format files, or likely to be, and whether they compile.",
                quillon::kCheckProgram);
   app.add_option("FILE", options.files, "The format files")->type_name("");
-  app.add_option("--output", options.output, "How findings are written: text (the default), json or sarif")
-      ->check(CLI::IsMember({"text", "json", "sarif"}).description(""))
+  app.add_option("--output", options.output, "How findings are written: text (the default), json, sarif, tap or junit")
+      ->check(CLI::IsMember({"text", "json", "sarif", "tap", "junit"}).description(""))
       ->type_name("FORM")
       ->take_last();
+  app.add_option("--samples", options.samples, "Run the samples of FILE, too")
+      ->check([](const std::string& name) { return std::string(name.empty() ? "the name is empty" : ""); })
+      ->type_name("FILE")
+      ->take_last();
+  app.add_flag("--event-log", options.eventLog, "Samples are messages of an event log: a newline is white space");
   app.add_flag("--fix", options.fix, "Apply the fixes that are safe");
   app.add_flag("--dry-run", options.dryRun, "Show as a diff what --fix would change, and change nothing");
   app.add_option("--error", errors, "Make findings of CODE errors; all: of every code")
@@ -79,6 +84,11 @@ int main(int argc, char* argv[]) {
   if (options.files.empty() || explained == "all") {
     std::fprintf(stderr, "%s: %s\nTry '%s --help'.\n", quillon::kCheckProgram,
                  explained.empty() ? "FILE is required" : "--explain takes one code", quillon::kCheckProgram);
+    return quillon::kWrongUsage;
+  }
+  if (!options.samples.empty() && options.files.size() != 1) {
+    std::fprintf(stderr, "%s: --samples takes one FILE\nTry '%s --help'.\n", quillon::kCheckProgram,
+                 quillon::kCheckProgram);
     return quillon::kWrongUsage;
   }
   options.fix |= options.dryRun;
