@@ -49,6 +49,8 @@ class CommonMessages {
 
   /// No message has both shapes.
   bool none() const { return at(0, 0) == kFar; }
+  /// Of the shortest message, if there is one.
+  std::size_t length() const { return at(0, 0); }
   /// The work of the table: its places.
   std::size_t cells() const { return rows_ * columns_; }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "foundation/characters.h"
+
 namespace quillon {
 
 namespace {
@@ -25,8 +27,8 @@ std::uint64_t PossiblePairs::find(const Facts& facts, std::uint64_t most, const 
 }
 
 void PossiblePairs::within(const Group& group) {
-  const int word = group.size() * group.size() <= kFew ? 0 : bestWord(group, group);
-  if (word == 0) {
+  const Question question = group.size() * group.size() <= kFew ? Question() : best(group, group);
+  if (question.word == 0) {
     const std::uint64_t pairs = group.size() * (group.size() - (group.empty() ? 0 : 1)) / 2;
     if (left_ == 0 || looks_ == 0) {
       besides_ += pairs;
@@ -37,8 +39,8 @@ void PossiblePairs::within(const Group& group) {
     }
     return;
   }
-  const Parts parts = divided(group, word);
-  for (const auto& [print, part] : parts.named) {
+  const Parts parts = divided(group, question);
+  for (const auto& [hash, part] : parts.named) {
     within(part);
     between(part, parts.open);
   }
@@ -47,8 +49,8 @@ void PossiblePairs::within(const Group& group) {
 
 void PossiblePairs::between(const Group& one, const Group& other) {
   if (one.empty() || other.empty()) return;
-  const int word = one.size() * other.size() <= kFew ? 0 : bestWord(one, other);
-  if (word == 0) {
+  const Question question = one.size() * other.size() <= kFew ? Question() : best(one, other);
+  if (question.word == 0) {
     if (left_ == 0 || looks_ == 0) {
       besides_ += one.size() * other.size();
       return;
@@ -58,14 +60,14 @@ void PossiblePairs::between(const Group& one, const Group& other) {
     }
     return;
   }
-  const Parts first = divided(one, word);
-  const Parts second = divided(other, word);
+  const Parts first = divided(one, question);
+  const Parts second = divided(other, question);
   Group secondNamed;
-  for (const auto& [print, part] : second.named) secondNamed.insert(secondNamed.end(), part.begin(), part.end());
+  for (const auto& [hash, part] : second.named) secondNamed.insert(secondNamed.end(), part.begin(), part.end());
   auto at = second.named.begin();
-  for (const auto& [print, part] : first.named) {
-    while (at != second.named.end() && at->first < print) ++at;
-    if (at != second.named.end() && at->first == print) between(part, at->second);
+  for (const auto& [hash, part] : first.named) {
+    while (at != second.named.end() && at->first < hash) ++at;
+    if (at != second.named.end() && at->first == hash) between(part, at->second);
     between(part, second.open);
   }
   between(first.open, secondNamed);
@@ -95,56 +97,69 @@ bool PossiblePairs::differ(const FormatFacts& one, const FormatFacts& other) con
   return false;
 }
 
-/// `word`: from 1 at the front, from -1 at the back.
-PossiblePairs::Parts PossiblePairs::divided(const Group& group, int word) const {
+/// Empty when the format says nothing of it. Messages that have one answer have no other.
+std::string_view PossiblePairs::answer(const FormatFacts& format, Question question) const {
+  const WordFact* const fact = facts_.word(format, question.word > 0 ? question.word - 1 : question.word);
+  if (!fact) return {};
+  const std::string_view head = facts_.head(*fact);
+  if (question.beginning) {
+    const auto ends = [](char c) { return !isDigit(c) && (c < 'a' || c > 'z') && (c < 'A' || c > 'Z'); };
+    const auto end = std::find_if(head.begin(), head.end(), ends);
+    if (end != head.end()) return {head.begin(), end + 1};
+  }
+  return fact->exact ? head : std::string_view();
+}
+
+PossiblePairs::Parts PossiblePairs::divided(const Group& group, Question question) const {
   Parts parts;
-  std::vector<std::pair<std::uint32_t, const FormatFacts*>> named;
+  std::vector<std::pair<std::size_t, const FormatFacts*>> named;
   for (const FormatFacts* format : group) {
-    const WordFact* const fact = facts_.word(*format, word > 0 ? word - 1 : word);
-    if (fact && fact->exact) {
-      named.emplace_back(facts_.print(*fact), format);
+    if (const std::string_view text = answer(*format, question); !text.empty()) {
+      named.emplace_back(std::hash<std::string_view>()(text), format);
     } else {
       parts.open.push_back(format);
     }
   }
   std::stable_sort(named.begin(), named.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-  for (const auto& [print, format] : named) {
-    if (parts.named.empty() || parts.named.back().first != print) parts.named.push_back({print, {}});
+  for (const auto& [hash, format] : named) {
+    if (parts.named.empty() || parts.named.back().first != hash) parts.named.push_back({hash, {}});
     parts.named.back().second.push_back(format);
   }
   return parts;
 }
 
-/// The word that leaves the fewest pairs, judged by a sample; 0 when none leaves fewer than there are.
-int PossiblePairs::bestWord(const Group& one, const Group& other) const {
-  int best = 0;
+/// What leaves the fewest pairs, judged by a sample; nothing when none leaves much fewer than there are.
+PossiblePairs::Question PossiblePairs::best(const Group& one, const Group& other) const {
+  Question found;
   double least = 0.9;
   for (int word = -kMostBack; word <= kMostFront; ++word) {
-    const double share = word == 0 ? 1 : shareLeft(one, other, word);
-    if (share < least) best = word, least = share;
+    for (const bool beginning : {false, true}) {
+      const double share = word == 0 ? 1 : shareLeft(one, other, {word, beginning});
+      if (share < least) found = {word, beginning}, least = share;
+    }
   }
-  return best;
+  return found;
 }
 
-double PossiblePairs::shareLeft(const Group& one, const Group& other, int word) const {
+double PossiblePairs::shareLeft(const Group& one, const Group& other, Question question) const {
   const auto sample = [](const Group& group) {
     Group some;
     const std::size_t step = group.size() / kSample + 1;
     for (std::size_t i = 0; i < group.size(); i += step) some.push_back(group[i]);
     return some;
   };
-  const Parts first = divided(sample(one), word);
-  const Parts second = divided(sample(other), word);
+  const Parts first = divided(sample(one), question);
+  const Parts second = divided(sample(other), question);
   const auto count = [](const Parts& parts) {
     std::size_t named = 0;
-    for (const auto& [print, part] : parts.named) named += part.size();
+    for (const auto& [hash, part] : parts.named) named += part.size();
     return named;
   };
   std::size_t left = first.open.size() * (second.open.size() + count(second)) + count(first) * second.open.size();
   auto at = second.named.begin();
-  for (const auto& [print, part] : first.named) {
-    while (at != second.named.end() && at->first < print) ++at;
-    if (at != second.named.end() && at->first == print) left += part.size() * at->second.size();
+  for (const auto& [hash, part] : first.named) {
+    while (at != second.named.end() && at->first < hash) ++at;
+    if (at != second.named.end() && at->first == hash) left += part.size() * at->second.size();
   }
   const std::size_t all = (first.open.size() + count(first)) * (second.open.size() + count(second));
   return static_cast<double>(left) / static_cast<double>(all);

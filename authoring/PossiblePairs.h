@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -13,7 +14,8 @@ namespace quillon {
 
 /// Finds the pairs of formats that may have messages in common, without looking at every pair: where a word of the
 /// message is known, formats that want another one there have nothing in common. The formats are divided by the word
-/// that divides them best, and each part by the next one; those that say nothing of the word go with every part.
+/// that divides them best, or by how it begins, up to the first byte that is neither letter nor digit, as in
+/// "sshd[%s]:"; each part then by the next one. Those that say nothing of the word go with every part.
 class PossiblePairs {
  public:
   using Visit = std::function<void(std::uint32_t, std::uint32_t)>;
@@ -24,8 +26,12 @@ class PossiblePairs {
 
  private:
   using Group = std::vector<const FormatFacts*>;
+  struct Question {
+    int word = 0;  ///< From 1 at the front, from -1 at the back; 0: none.
+    bool beginning = false;
+  };
   struct Parts {
-    std::vector<std::pair<std::uint32_t, Group>> named;  ///< By the print of the word, ascending.
+    std::vector<std::pair<std::size_t, Group>> named;  ///< By the hash of the answer, ascending.
     Group open;
   };
 
@@ -36,9 +42,10 @@ class PossiblePairs {
   void between(const Group& one, const Group& other);
   void look(const FormatFacts& one, const FormatFacts& other);
   bool differ(const FormatFacts& one, const FormatFacts& other) const;
-  Parts divided(const Group& group, int word) const;
-  int bestWord(const Group& one, const Group& other) const;
-  double shareLeft(const Group& one, const Group& other, int word) const;
+  std::string_view answer(const FormatFacts& format, Question question) const;
+  Parts divided(const Group& group, Question question) const;
+  Question best(const Group& one, const Group& other) const;
+  double shareLeft(const Group& one, const Group& other, Question question) const;
 
   const Facts& facts_;
   std::uint64_t left_;       ///< Pairs to visit,

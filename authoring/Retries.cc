@@ -183,6 +183,7 @@ class RetrySearch {
     result_.usualReadings = std::max(1.0, readingsOfMany(*usual, nullptr));
     for (const Suspect& suspect : suspects_) {
       if (suspect.readings < 2 * usual->readings || spent_ > 2 * budget_.work) continue;
+      if (!takesWords(operationOf(suspect))) continue;  // a word has only so many bytes
       BlockCost cost{suspect.place, 0, {}};
       cost.readings = readingsOfMany(suspect, &cost.message);
       if (cost.readings >= budget_.factor * result_.usualReadings) result_.costly.push_back(std::move(cost));

@@ -9,6 +9,7 @@
 #include "authoring/Examples.h"
 #include "authoring/PossiblePairs.h"
 #include "authoring/Proofs.h"
+#include "foundation/characters.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/Report.h"
@@ -21,6 +22,11 @@ namespace quillon {
 namespace {
 
 using Loss = Shadow::Loss;
+
+bool beginsOrdinarily(const std::string& value) {
+  const char c = value.empty() ? 'x' : value[0];
+  return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c & 0x80) != 0;
+}
 
 class ShadowSearch {
  public:
@@ -90,9 +96,11 @@ class ShadowSearch {
   bool search(CommonMessages& messages, const Visit& visit) {
     constexpr std::size_t kSmall = 1000;
     constexpr std::size_t kLonger = 5;
+    constexpr std::size_t kMessages = 20;       // each takes at least a step for each byte.
     constexpr std::uint64_t kCellsOfStep = 30;  // that take as much time
     const bool rich = messages.cells() <= kSmall;
-    const bool found = messages.find(visit, rich ? budget_.steps * 10 : budget_.steps, kLonger, rich);
+    const std::uint64_t steps = rich ? budget_.steps * 10 : budget_.steps + kMessages * messages.length();
+    const bool found = messages.find(visit, steps, kLonger, rich);
     budget_.cells -= std::min(budget_.cells, messages.steps() * kCellsOfStep);
     return found;
   }
@@ -101,7 +109,7 @@ class ShadowSearch {
   std::uint32_t sort(std::uint32_t block, std::string_view message) {
     const std::uint32_t by = matcher_.bind(message)->place;
     if (by != block && !found_.contains(key(block, by))) {
-      found_[key(block, by)] = {block, by, lossOf(block, by), std::string(message)};
+      found_[key(block, by)] = {block, by, lossOf(block, by), std::string(message), false};
     }
     return by;
   }
@@ -193,6 +201,7 @@ class ShadowSearch {
   void makeReadable(Shadow& shadow) {
     const Match* const match = matcher_.bindOne(shadow.block, shadow.witness);
     std::vector<std::string> values(match->values.begin(), match->values.end());
+    shadow.plausible = std::all_of(values.begin(), values.end(), beginsOrdinarily);
     const Operation* field = literal_.begin(shadow.block);
     for (std::string& value : values) {
       while (!field->isField()) ++field;

@@ -34,6 +34,9 @@ struct Shadow {
   std::uint32_t by;
   Loss loss;
   std::string witness;  ///< A message that both bind and that goes to `by`.
+  /// Of a kOverlap: all values of `block` in the witness begin with a letter or digit. In the others text of `by` that
+  /// looks like the frame of a message stands where nobody writes it, say "[" as the name of a user.
+  bool plausible = false;
 };
 
 /// A block that binds no message of ordinary words in the form of its format string, only others. "%s* %s: up" does not
@@ -65,7 +68,8 @@ struct Shadows {
 struct ShadowBudget {
   std::uint64_t pairs = 40'000;      ///< Pairs of blocks for which a common message is looked for.
   std::uint64_t cells = 10'000'000;  ///< Places of the tables that are filled for it; 100 million are about 1.5 s.
-  std::uint64_t steps = 400;         ///< Of the walk over the messages of a pair; ten times as many for small formats.
+  /// Of the walk over the messages of a pair; more for long ones, and ten times as many for small formats.
+  std::uint64_t steps = 400;
 };
 
 /// What blocks lose to those that are tried before them. Each message in the result was bound by the matcher, to both

@@ -324,6 +324,45 @@ constexpr CodeEntry kCodes[] = {
     {FindingCode::kNoBlocks, Severity::kWarning, "no-blocks", "the file has no blocks",
      "A file without blocks is compiled to nothing.", "// FORMAT Login\n// user %s logged in\n// END\n",
      "FORMAT Login\nuser %s logged in\nuser $1\nEND\n"},
+    {FindingCode::kNeverBinds, Severity::kWarning, "never-binds", "a block never binds",
+     "An adapter tries the last block first, and the first one that describes a line binds it. Everything that this "
+     "block describes is described by blocks that are tried before it as well; this is proven. A line that shows it is "
+     "bound by both, each tried alone. With --file-order the blocks are tried in the order of the file.",
+     "FORMAT Login\nuser %s logged in\nuser $1\nEND\n\nFORMAT Any\nuser %s*\ntext $1\nEND\n",
+     "FORMAT Any\nuser %s*\ntext $1\nEND\n\nFORMAT Login\nuser %s logged in\nuser $1\nEND\n"},
+    {FindingCode::kLosesLines, Severity::kWarning, "loses-lines", "a block loses its lines to a more general one",
+     "A block that is tried before this one takes its lines, whatever the values are. That was tried with several "
+     "lines and is not proven for all, so a line of an unusual form may still come through.",
+     "FORMAT Link\nlink %s: up\nlink $1\nEND\n\nFORMAT Up\n%s %s: up\nwhat $1\nname $2\nEND\n",
+     "FORMAT Up\n%s %s: up\nwhat $1\nname $2\nEND\n\nFORMAT Link\nlink %s: up\nlink $1\nEND\n"},
+    {FindingCode::kOverlap, Severity::kWarning, "overlap", "a block loses some of its lines to another one",
+     "Two blocks describe the line that is shown. Each of them also describes lines that the other one does not, and "
+     "the one that says less is tried first. Which of the two shall have such a line only their author knows.",
+     "FORMAT Pages\nnode %s pages: %s\nnode $1\npages $2\nEND\n\nFORMAT Restart\n%s+: restart\nwhat $1\nEND\n",
+     "FORMAT Restart\n%s+: restart\nwhat $1\nEND\n\nFORMAT Pages\nnode %s pages: %s\nnode $1\npages $2\nEND\n"},
+    {FindingCode::kBindsNothing, Severity::kWarning, "binds-nothing", "a block binds nothing",
+     "No message gets past one component of the format string; this is proven. Often the field before it has taken "
+     "everything: a %s takes all of its word unless a constant follows at once, and a %s* without a later constant "
+     "takes all that is left.",
+     "FORMAT Login\nlogin %s* %s\nuser $1\nhost $2\nEND\n", "FORMAT Login\nlogin %s %s*\nuser $1\nhost $2\nEND\n"},
+    {FindingCode::kBindsOddly, Severity::kWarning, "binds-oddly", "a block does not bind lines like its format string",
+     "Lines that are made from the format string, with a word for each field, do not bind; only others do, such as the "
+     "one that is shown. A %s* ends at the first place where the next constant stands, whatever stands between the two "
+     "in the format string.",
+     "FORMAT State\nlink %s* %s: up\nname $1\nport $2\nEND\n", "FORMAT State\nlink %s %s: up\nname $1\nport $2\nEND\n"},
+    {FindingCode::kValueHoldsEnd, Severity::kWarning, "value-holds-end", "a value may hold the text that ends it",
+     "A %s* or %s+ ends at the first place where the next constant stands. When what is behind it does not match, it "
+     "is "
+     "tried again with the next such place, but never when it is the first variable and a later one was reached, and "
+     "not after 100 failures. A line whose value holds the constant that often does not bind.",
+     "FORMAT Error\nerror: %s: %s* in %s\npart $1\ntext $2\nfile $3\nEND\n",
+     "FORMAT Error\nerror: %s: %s*\npart $1\ntext $2\nEND\n"},
+    {FindingCode::kCostly, Severity::kWarning, "costly", "a block costs far more than the others on some lines",
+     "A line with many occurrences of the text that ends a field makes the matcher try the block again and again, at "
+     "most 100 times, and each time it reads on from the field. Who can choose what is logged can write such lines. "
+     "The count is that of the matcher, not a time; nine of ten blocks of the file have at most a tenth of it on their "
+     "worst lines.",
+     "", ""},
     {FindingCode::kMalformedSample, Severity::kWarning, "malformed-sample", "a sample cannot be understood",
      "A comment that begins with //@ is part of a sample. It begins with \"sample:\", \"not:\" or \"unmatched:\" and "
      "then "

@@ -99,6 +99,13 @@ enum class FindingCode {
   kNoBlocks,
 
   // 601 to 699: what the matcher would do.
+  kNeverBinds = 601,
+  kLosesLines,
+  kOverlap,
+  kBindsNothing,
+  kBindsOddly,
+  kValueHoldsEnd,
+  kCostly,
 
   // 701 to 799: samples.
   kMalformedSample = 701,

@@ -12,6 +12,7 @@
 
 #include "authoring/Proofs.h"
 #include "authoring/Retries.h"
+#include "authoring/matcher_checks.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/match/Engine.h"
 #include "src/adapters/logfile/match/Matcher.h"
@@ -275,6 +276,21 @@ TEST(Retries, OfABlockThatCostsFarMoreThanTheOthers) {
   EXPECT_GT(retries.costly[0].readings, 10);
   texts.assign(20, "user %s* logged in from %s");  // all alike
   EXPECT_TRUE(findRetries(setOfTexts(texts)).costly.empty());
+}
+
+std::set<FindingCode> codesOf(const char* text) {
+  const CheckedFile file("FILE", text);
+  std::set<FindingCode> codes;
+  for (const Finding& finding : checkMatcher(file, TryOrder::kLastFirst).findings) codes.insert(finding.code);
+  return codes;
+}
+
+TEST(MatcherChecks, FindWhatTheExamplesOfTheirCodesShow) {
+  for (const CodeEntry& entry : allCodes()) {
+    if (entry.code < FindingCode::kNeverBinds || entry.code > FindingCode::kCostly || *entry.before == '\0') continue;
+    EXPECT_EQ(std::set<FindingCode>{entry.code}, codesOf(entry.before)) << entry.name;
+    EXPECT_EQ(std::set<FindingCode>(), codesOf(entry.after)) << entry.name;
+  }
 }
 
 }  // namespace

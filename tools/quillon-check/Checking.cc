@@ -18,6 +18,7 @@
 #include "authoring/finding_json.h"
 #include "authoring/finding_text.h"
 #include "authoring/fixes.h"
+#include "authoring/matcher_checks.h"
 #include "authoring/sampleFindings.h"
 #include "authoring/testReport.h"
 #include "foundation/descriptor.h"
@@ -120,6 +121,9 @@ class Checking {
     std::vector<Finding> findings = wanted(check(checked));
     const SampleList own = samplesIn(checked.places());
     append(findings, wanted(sampleFaults(own, name)));
+    const MatcherFindings matcher =
+        checkMatcher(checked, options_.fileOrder ? TryOrder::kFileOrder : TryOrder::kLastFirst);
+    append(findings, wanted(matcher.findings));
     TestedFile test{name, findings, {}};
     append(test.findings, besideFaults_);
     std::vector<Finding> beside = besideFaults_;
@@ -138,7 +142,7 @@ class Checking {
     if (options_.output == "text" && !options_.dryRun) {
       if (besideText_) show(*std::prev(results_.end(), 2));
       show(results_.back());
-      sumUp(checked, fixes, test, own.samples.size() + beside_.samples.size());
+      sumUp(checked, fixes, test, own.samples.size() + beside_.samples.size(), matcher.undecided());
     }
     tests_.push_back(std::move(test));
   }
@@ -198,7 +202,8 @@ class Checking {
   }
 
   /// The last line about a file.
-  void sumUp(const CheckedFile& file, int fixes, const TestedFile& test, std::size_t samples) const {
+  void sumUp(const CheckedFile& file, int fixes, const TestedFile& test, std::size_t samples,
+             const std::string& undecided) const {
     std::size_t errors = 0, warnings = 0;
     const auto count = [&](const std::vector<Finding>& findings) {
       const auto found = static_cast<std::size_t>(std::ranges::count_if(findings, isError));
@@ -221,6 +226,7 @@ class Checking {
     } else if (samples > 0) {
       line += ", " + counted(samples, "sample") + (samples == 1 ? " passes" : " pass");
     }
+    if (!undecided.empty()) line += "; " + undecided;
     write(line + "\n");
   }
 

@@ -21,6 +21,7 @@ struct CheckOptions {
   std::set<FindingCode> ignored;
   bool fix = false;
   bool dryRun = false;
+  bool fileOrder = false;  ///< Blocks are tried in the order of the file.
 };
 
 /// Checks the files and writes what was found to standard output. The exit status: 0 when no finding is an error

@@ -73,6 +73,8 @@ int main(int argc, char* argv[]) {
       ->delimiter(',')
       ->expected(1)
       ->take_all();
+  app.add_flag("--file-order", options.fileOrder,
+               "Blocks are tried in the order of the file; the default is last first");
   app.add_option("--explain", explained, "Say what CODE means, with an example")
       ->check(isCode(true))
       ->type_name("CODE")
