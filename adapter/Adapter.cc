@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <utility>
 #include <variant>
 
@@ -106,6 +107,9 @@ bool Adapter::start() {
   positions_ = Positions::open(statePath(config()), error, damage);
   if (!positions_) return failed();
   if (!damage.empty()) log_.error(damage);
+  std::set<std::string> configured;
+  for (const SourceConfig& source : config().sources) configured.insert(source.name);
+  positions_->forgetDeleted(configured);
   if (config().state.empty()) {
     log_.info("no state directory is configured: where reading stopped will not be known at the next start");
   }

@@ -41,17 +41,22 @@ void MessageBinder::bindWhole(const Message& message) {
     const std::uint32_t before = match ? match->place : kNoPlace;
     if (const std::optional<Match> found = bind(i, message.text, before)) match = found;
   }
-  receiver_({match ? &*match : nullptr, message.text, message.path, {&message.position, 1}});
+  const bool roomy = message.roomy && match && groups_.front()->decoder.changesNothing();
+  receiver_({match ? &*match : nullptr, message.text, message.path, {&message.position, 1}, roomy});
 }
 
 void MessageBinder::forget(const std::function<bool(const Position&)>& comesAgain) {
   std::erase_if(streams_, [&](const auto& stream) { return comesAgain(stream.second.back().position); });
 }
 
-void MessageBinder::expire(TimePoint now, bool ended) {
+void MessageBinder::expire(TimePoint now, bool ended, const MayFollow& mayFollow) {
+  const auto isOver = [&](const Line& last) {
+    const TimePoint due = last.since + options_.wait;
+    return now >= due && !(mayFollow && mayFollow(last.position, due));
+  };
   for (auto stream = streams_.begin(); stream != streams_.end();) {
     Lines& lines = stream->second;
-    while (!lines.empty() && (ended || now - lines.back().since >= options_.wait)) {
+    while (!lines.empty() && (ended || isOver(lines.back()))) {
       static_cast<void>(decide(lines, Ended::kYes));
     }
     stream = lines.empty() ? streams_.erase(stream) : std::next(stream);

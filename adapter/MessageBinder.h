@@ -36,6 +36,7 @@ class MessageBinder {
     std::string_view text;
     std::string_view path;
     std::span<const Position> positions;  ///< Behind the last line of each file that the lines came from.
+    bool roomy = false;                   ///< The values are of `text`, and it is as Message::roomy says.
   };
   struct Options {
     Duration wait = Duration::zero();
@@ -49,8 +50,10 @@ class MessageBinder {
   /// The next message of its stream.
   void add(const Message& message, TimePoint now);
 
-  /// Decides about lines that have waited long enough, or about all of them when their source `ended`.
-  void expire(TimePoint now, bool ended);
+  /// Decides about lines that have waited long enough, or about all of them when their source `ended`. Not about those
+  /// for which `mayFollow` is true: more lines may have come behind this position by this time.
+  using MayFollow = std::function<bool(const Position& last, TimePoint due)>;
+  void expire(TimePoint now, bool ended, const MayFollow& mayFollow = {});
   /// When expire() has something to do; TimePoint::max() when nothing waits.
   TimePoint deadline() const;
   bool holds() const { return !streams_.empty(); }

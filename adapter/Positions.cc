@@ -5,7 +5,21 @@
 #include <map>
 #include <system_error>
 
+#include "src/adapters/logfile/source/FileRecord.h"
+
 namespace quillon {
+namespace {
+
+bool isOfFile(const StateRecord& record) { return record.key.starts_with("file/"); }
+
+bool isThere(const StateRecord& record) {
+  std::string error;
+  FileStatus status;
+  const std::optional<FileRecord> file = decodeFileRecord(record.value, error);
+  return file && lookAtFile(file->place, status) && file->identity.mayBe(status.identity);
+}
+
+}  // namespace
 
 std::unique_ptr<Positions> Positions::open(const std::string& path, std::string& error, std::string& damage) {
   auto positions = std::make_unique<Positions>();
@@ -35,6 +49,23 @@ KeptState Positions::of(const std::string& source) const {
     if (!value.empty()) found.records.push_back({key, std::move(value)});
   }
   return found;
+}
+
+void Positions::forgetDeleted(const std::set<std::string>& configured) {
+  if (!file_) return;
+  for (const std::string& source : file_->sources()) {
+    if (configured.contains(source)) continue;
+    const std::vector<StateRecord> kept = file_->state(source);
+    std::vector<StateRecord> gone;
+    bool any = false;
+    for (const StateRecord& record : kept) {
+      const bool there = isOfFile(record) && isThere(record);
+      any = any || there;
+      if (isOfFile(record) && !there) gone.push_back({record.key, ""});
+    }
+    // A failure costs nothing but the room; the next start tries again.
+    static_cast<void>(any ? file_->keep(source, gone, false) : file_->forget(source));
+  }
 }
 
 int Positions::keep(const std::string& source, const std::vector<StateRecord>& changes, bool sync) {

@@ -2,6 +2,7 @@
 #define QUILLON_ADAPTER_POSITIONS_H_
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,10 @@ class Positions {
 
   /// What is known of a source.
   KeptState of(const std::string& source) const;
+
+  /// Forgets files that are not there any more, of sources that are not among the `configured` ones: nobody else would.
+  /// Those that are there go on where they ended if the source comes back.
+  void forgetDeleted(const std::set<std::string>& configured);
 
   /// Keeps changes; with `sync` on the disk. 0, or the errno of what failed: then these are kept with the next ones.
   [[nodiscard]] int keep(const std::string& source, const std::vector<StateRecord>& changes, bool sync);

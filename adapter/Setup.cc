@@ -1,5 +1,7 @@
 #include "adapter/Setup.h"
 
+#include <sys/stat.h>
+
 #include <map>
 #include <optional>
 #include <tuple>
@@ -30,6 +32,12 @@ SetupReport formatReport(const std::string& path, const SourceConfig& source, co
   return {isError, source.formats + ": " + report.text};
 }
 
+/// Whoever opens a FIFO waits for a writer, and a device may never end.
+bool isFileOrMissing(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode);
+}
+
 }  // namespace
 
 std::shared_ptr<const Setup> loadSetup(const std::string& path, std::vector<SetupReport>& reports) {
@@ -43,7 +51,9 @@ std::shared_ptr<const Setup> loadSetup(const std::string& path, std::vector<Setu
   std::map<std::pair<std::string, FormatOrder>, std::shared_ptr<const FormatFile>> loaded;
   for (const SourceConfig& source : config->sources) {
     const auto [known, isNew] = loaded.try_emplace({source.formats, source.order});
-    if (isNew) {
+    if (isNew && !isFileOrMissing(source.formats)) {
+      reports.push_back({true, placed(path, source.formatsPlace, "cannot read " + source.formats + ": is not a file")});
+    } else if (isNew) {
       CollectedReports found;
       known->second = FormatFile::load(source.formats, source.order, config->output.form, found);
       for (const Report& report : found.reports) reports.push_back(formatReport(path, source, report));

@@ -130,7 +130,10 @@ bool SourceRunner::work(TimePoint now, std::size_t most) {
   checkpoint("turn-begun");
   for (std::size_t n = 0; n < most; ++n) {
     if (source_->next(now, message)) {
-      if (message.cut) message.text = marked(message, now);
+      if (message.cut) {
+        message.text = marked(message, now);
+        message.roomy = false;
+      }
       binder_->add(message, now);
       continue;
     }
@@ -142,6 +145,9 @@ bool SourceRunner::work(TimePoint now, std::size_t most) {
     if (ended || source_->deadline() > now) binder_->expire(now, ended);
     ended_ = ended;
     return false;
+  }
+  if (binder_->deadline() <= now) {
+    binder_->expire(now, false, [this](const Position& last, TimePoint due) { return source_->mayFollow(last, due); });
   }
   return true;
 }
@@ -159,7 +165,10 @@ void SourceRunner::handle(const MessageBinder::Outcome& outcome) {
       unmatched_->lines().append("\n");
     }
   }
-  for (const Position& position : outcome.positions) handled_[position.file] = position;
+  for (const Position& position : outcome.positions) {
+    if (!latest_ || latest_->file != position.file) latest_ = &handled_[position.file];
+    *latest_ = position;
+  }
 }
 
 /// Writes the event as one line, whatever its values hold: a newline within them is written as "\n".
@@ -169,7 +178,9 @@ void SourceRunner::write(const MessageBinder::Outcome& outcome) {
     writer_->setSource({config_.defaultText, config_.label, fileName_});
   }
   LineBuffer& lines = events_.lines();
-  const std::size_t most = writer_->begin(outcome.match->place, outcome.match->values);
+  static_assert(EventWriter::kStride <= Message::kSlack);
+  const std::string_view text = outcome.roomy ? outcome.text : std::string_view();
+  const std::size_t most = writer_->begin(outcome.match->place, outcome.match->values, text);
   char* const begin = lines.room(most + EventWriter::kStride + 1);
   char* end = writer_->write(begin);
   if (std::memchr(begin, '\n', static_cast<std::size_t>(end - begin))) {
@@ -202,6 +213,7 @@ int SourceRunner::reopen() { return unmatched_ ? unmatched_->reopen() : 0; }
 void SourceRunner::written() {
   for (const auto& [file, position] : handled_) source_->acknowledge(position);
   handled_.clear();
+  latest_ = nullptr;
   checkpoint("acknowledged");
 }
 

@@ -101,6 +101,7 @@ class SourceRunner : private SourceObserver {
   std::string fileName_;  ///< Of the message before, for which `writer_` is set.
   std::optional<EventOutput> unmatched_;
   std::unordered_map<std::uint64_t, Position> handled_;  ///< By file: the last position, since the last written().
+  Position* latest_ = nullptr;                           ///< The one of them that was set last.
   std::vector<std::uint64_t> bound_;                     ///< By format, of those at work now.
   std::map<std::string, std::uint64_t> eventsByClass_;
   std::uint64_t unmatchedCount_ = 0;

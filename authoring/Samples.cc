@@ -187,8 +187,10 @@ class SampleReader {
     std::string hint = "it begins with \"sample:\", \"not:\" or \"unmatched:\", or is \"SLOT = VALUE\"";
     if (entry[word].find('=') != std::string_view::npos) {
       hint = "blanks stand around the \"=\" of a value";
-    } else if (const auto colon = entry[word].find(':'); colon < entry[word].size() - 1) {
-      hint = "a blank follows the \":\"";
+    } else {
+      state_ = State::kFaulty;
+      const std::size_t colon = entry[word].find(':');
+      if (colon != std::string_view::npos && colon + 1 < entry[word].size()) hint = "a blank follows the \":\"";
     }
     fault(Kind::kMalformed, entry.place(word.at < word.end ? word : Range{0, entry.from}),
           "this is no part of a sample", std::move(hint));

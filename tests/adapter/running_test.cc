@@ -21,6 +21,7 @@
 #include <thread>
 
 #include "foundation/descriptor.h"
+#include "src/adapters/logfile/source/StateFile.h"
 #include "tests/adapter/adapter_process.h"
 #include "tests/support/scratch.h"
 
@@ -210,6 +211,18 @@ TEST_F(Running, InputsComeAndGoWithTheConfiguration) {
   event("5", "fourth", "a.log");  // goes on where it stopped
   end(*adapter);
   EXPECT_EQ(5U, lineCount("events"));
+
+  // What is kept of a source that is not configured goes with its files.
+  configure("fifth", "b");
+  for (const bool isThere : {true, false}) {
+    if (!isThere) fs::remove(path("a.log"));
+    AdapterProcess once(options(true));
+    EXPECT_EQ(0, once.wait());
+    StateFile::Kept kept;
+    EXPECT_TRUE(StateFile::parse(text("state/positions"), kept));
+    EXPECT_EQ(isThere, kept.contains("a"));
+    EXPECT_TRUE(kept.contains("b"));
+  }
 }
 
 // One that cannot be taken over whole changes nothing: not the output, not the sources, not the unmatched messages.

@@ -202,6 +202,19 @@ TEST(Stream, IsReadToItsEnd) {
   EXPECT_TRUE(writing.close());
   EXPECT_EQ("cd|e|", linesOf(source, now, 9));
   EXPECT_TRUE(source.ended());
+
+  const ScratchDirectory directory;
+  std::string lines;
+  for (int i = 0; i < 100'000; ++i) lines += "line\n";
+  writeFile(directory.path() / "file", lines);
+  const Descriptor file(::open((directory.path() / "file").c_str(), O_RDONLY));
+  StreamSource ofFile(file.get(), {}, notices);
+  Message message;
+  EXPECT_TRUE(ofFile.next(now, message));
+  ofFile.finish(Finish::kStop);  // within a line, which is not torn
+  while (ofFile.next(now, message)) EXPECT_EQ("line", message.text);
+  EXPECT_TRUE(ofFile.ended());
+  EXPECT_GT(100'000U, ofFile.counters().messages);
 }
 
 TEST(Stream, GivesOthersTheirTurn) {

@@ -82,6 +82,7 @@ TEST(FileModel, OldFaultsStayAway) {
        "copy(2,601) delete(4,621)"),
       ("setting 47 : append(3,453) poll(5,701) move(0,116) append(0,289) rename(0,552) stop(4,725) delete(4,294) "
        "move(0,695) copy(2,601) delete(4,621)"),
+      "setting 32 : part(1,953) rename(1,369) poll(1,716) replace(1,444) rename(3,301)",
       ("setting 49 : stop(0,914) append(4,342) stop(2,245) rename(3,420) stop(4,617) append(4,814) replace(5,36) "
        "rename(3,731)"),
       "setting 58 : part(1,606) wait(3,409) move(5,321) stop(5,664) move(1,802) copy(5,757) renameLater(3,335)",

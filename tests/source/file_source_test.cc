@@ -112,6 +112,9 @@ TEST_F(FileSourceScript, KeepsFilesApart) {
       {"add a 1$; start; look; stop; add a 2$; move a a.2; add a 3$; move a a.1; add a 4$; start; look",
        "a:1 a:2 a:3 a:4"},
       {"add a 1%$; start; look; copy a a.2; cut a 0; add a 3$; copy a a.1; cut a 0; add a 4$; look", "a:1% a:3 a:4"},
+      // Not taken for a copy of the one before.
+      {"add a 1$2$; start; look; move a a.1; add a 1$; move a a.2; look", "a:1 a:2 a:1"},
+      {"add c 1$2$; start; look; move c c.1; add c 1$; move c c.2; look", "c:1 c:2 c.2:1"},
       // What was written over is told. A writer that had the old file open is still heard.
       {"add a 1$22$; start; look; cut a 0; add a 3$; look", "a:1 a:22 a:3 gap(a,5-5,overwritten)"},
       {"add a 1$22$; start; look; cut a 0; add a 3$44$; look", "a:1 a:22 a:3 a:44 gap(a,5-5,overwritten)"},
@@ -130,6 +133,9 @@ TEST_F(FileSourceScript, KeepsFilesApart) {
       {"add c 1%$; start; look; copy c c.1; look; add c 2$; look; copy c c.1; cut c 0; look; add c 3$; look",
        "c:1% c:2 c:3"},
       {"add c 1%$; start; look; add c 2$; copy c c.1; look; cut c 0; add c 3$; look", "c:1% c:2 c:3"},
+      {"start; look; add c 1%$; look; add c 2$; look; add c 3$; look; copy c c.1; cut c.1 68; cut c 0; add c new$; "
+       "look",
+       "c:1% c:2 c:3 c:new gap(c,70-70,overwritten)"},
       {"add c \x1f\x8b$; start; look", ""},
       // Killed: what was kept last holds.
       {"add a 1$; start; look; keep; add a 2$; look; kill; add a 3$; start; look", "a:1 a:2 a:2 a:3"},
@@ -142,6 +148,10 @@ TEST_F(FileSourceScript, KeepsFilesApart) {
       EXPECT_EQ(c.expected, run(c.script, options)) << c.script << (watch ? "" : " (polling)");
     }
   }
+}
+
+TEST_F(FileSourceScript, HearsOfWhatIsRenamedAtOnce) {
+  EXPECT_EQ("a:1", run("start; look; add a 1$; move a a.1; look", {.include = {"a"}, .exclude = {}, .joining = {}}));
 }
 
 // The next look is later than a message waits, but all its lines were there before.
@@ -227,7 +237,11 @@ TEST(FileSource, TellsWhatWaits) {
   world.start();
   world.read(1);
   EXPECT_EQ(3U, world.source_->counters().lag);
+  const TimePoint begin = TimePoint() + std::chrono::hours(1);
+  EXPECT_TRUE(world.source_->mayFollow({.file = 1}, begin));
   world.read();
+  EXPECT_FALSE(world.source_->mayFollow({.file = 1}, begin));
+  EXPECT_TRUE(world.source_->mayFollow({.file = 1}, begin + Duration(1)));  // has not looked since
   EXPECT_EQ(0U, world.source_->counters().lag);
   EXPECT_EQ(1U, world.source_->counters().watching);
 }

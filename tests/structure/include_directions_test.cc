@@ -29,6 +29,7 @@ const std::map<std::string, std::vector<std::string>> kMayInclude = {
     {"authoring",
      {"foundation", "codeset", "src/adapters/logfile/common", "src/adapters/logfile/match",
       "src/adapters/logfile/event"}},
+    {"delivery", {"foundation"}},
     {"program", {"foundation", "codeset", "src/adapters/logfile/common"}},
     {"adapter",
      {"foundation", "src/adapters/logfile/common", "src/adapters/logfile/match", "src/adapters/logfile/event",
@@ -36,7 +37,7 @@ const std::map<std::string, std::vector<std::string>> kMayInclude = {
     {"compiler", {"program", "src/adapters/logfile/common"}},
     {"tools",
      {"foundation", "codeset", "src/adapters/logfile/common", "src/adapters/logfile/match",
-      "src/adapters/logfile/event", "src/adapters/logfile/source", "authoring", "program"}},
+      "src/adapters/logfile/event", "src/adapters/logfile/source", "authoring", "delivery", "program"}},
 };
 
 /// The row of `path`, relative to the root; empty when there is none.

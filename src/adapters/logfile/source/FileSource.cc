@@ -39,6 +39,7 @@ class FileSource::Core {
   TimePoint deadline() const { return std::min({tracker_.nextPoll(), nextRelease_, allowance_.resumeAt()}); }
   void finish(Finish how);
   void acknowledge(const Position& position);
+  bool mayFollow(std::uint64_t id, TimePoint due) const;
 
   bool ended_ = false;
 
@@ -69,6 +70,7 @@ class FileSource::Core {
   JoinedLines joined_;               ///< The message delivered last.
   std::set<std::uint64_t> holding_;  ///< Files whose joiner may hold a message.
   TimePoint nextRelease_ = TimePoint::max();
+  TimePoint lookedAt_ = TimePoint::min();
   bool stopping_ = false;     ///< Only what would be lost is read,
   bool draining_ = false;     ///< or everything.
   bool allLookedAt_ = false;  ///< For the last time.
@@ -98,6 +100,7 @@ bool FileSource::Core::next(TimePoint now, Message& message, std::uint64_t& byte
       draining_ ? beginToDrain(now) : beginToStop(now);
     } else if (!finishing && !std::exchange(looked, true)) {
       tracker_.look(now);
+      lookedAt_ = now;
     }
     if (release(now, message, bytes)) return true;
     if (FollowedFile* const file = table_.takeQueued()) {
@@ -156,7 +159,8 @@ bool FileSource::Core::deliver(const Frame& line, TimePoint now, Message& messag
              .path = file.path,
              .stream = file.stream,
              .position = {.file = file.id, .offset = file.read.offset, .tail = file.read.tail},
-             .cut = line.cut};
+             .cut = line.cut,
+             .roomy = true};
   bytes = line.bytes;
   if (!options_.joining.indented) return true;
   const bool complete = file.joiner.add(message, bytes, now, joined_);
@@ -181,6 +185,14 @@ bool FileSource::Core::hasMore(std::uint64_t id, TimePoint now) {
   if (!file || file->queued) return true;
   const FollowedFile* const next = table_.find(file->successor);
   return next && next->queued;
+}
+
+bool FileSource::Core::mayFollow(std::uint64_t id, TimePoint due) const {
+  const FollowedFile* const file = table_.find(id);
+  if (lookedAt_ < due) return true;
+  if (!file) return false;
+  const FollowedFile* const next = table_.find(file->successor);
+  return file->queued || file->waits || reader_.file() == file || (next && next->queued);
 }
 
 /// Delivers a message that has waited long enough for more lines. All that the kernel has told was looked at before.
@@ -269,6 +281,8 @@ bool FileSource::next(TimePoint now, Message& message) {
 int FileSource::descriptor() const { return core_->tracker_.descriptor(); }
 
 TimePoint FileSource::deadline() const { return core_->deadline(); }
+
+bool FileSource::mayFollow(const Position& last, TimePoint due) const { return core_->mayFollow(last.file, due); }
 
 void FileSource::finish(Finish how) { core_->finish(how); }
 

@@ -40,10 +40,10 @@ struct FileOptions {
 ///  - Rotated more than once between two looks: the files with such names that were born since the last look are read
 ///    too, the oldest first, unless they are followed themselves.
 ///  - Compressed files are not read, by whatever name they are found.
-/// What is gone and was not read is told as a Gap; so is a file that was deleted after it was copied, and one whose copy
-/// has less than kTailBytes in common with what was read, because that proves little. What came and went between two
-/// looks leaves nothing to tell. A file that was cut to a part of what had been read is taken for a new text, and read
-/// again.
+/// What is gone and was not read is told as a Gap; so is a file that was deleted after it was copied, and one whose
+/// copy has less than kTailBytes in common with what was read, because that proves little. What came and went between
+/// two looks leaves nothing to tell. A file that was cut to a part of what had been read is taken for a new text, and
+/// read again.
 ///
 /// It is woken by inotify. Besides that each file is looked at every poll interval where the kernel cannot tell of all
 /// changes (network file systems, too few watches), elsewhere every tenth, in turns.
@@ -62,6 +62,7 @@ class FileSource : public Source {
   bool next(TimePoint now, Message& message) override;
   int descriptor() const override;
   TimePoint deadline() const override;
+  bool mayFollow(const Position& last, TimePoint due) const override;
   /// kStop ends at a position to go on from; deleted files that are still open are read first. kDrain looks at all
   /// files once more and reads them.
   void finish(Finish how) override;

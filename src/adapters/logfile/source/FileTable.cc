@@ -73,6 +73,7 @@ void FileTable::restore(const std::vector<StateRecord>& state, bool damaged, Sou
   forEach([this](FollowedFile& file) {
     file.changedState = false;
     if (FollowedFile* const before = find(file.predecessor)) before->successor = file.id;
+    if (FollowedFile* const original = find(file.copyOf)) original->copied = true;
   });
 }
 

@@ -110,6 +110,8 @@ void FileTracker::lookAtAll(TimePoint now) {
 /// Something has happened to what has this name, or had it. Adds to `paths` what is to be checked for it.
 void FileTracker::checkName(const std::string& path, bool appeared, std::vector<std::string>& paths, TimePoint now) {
   if (paths_.contains(path) || scanner_.matches(path)) {
+    // If it is gone already, it was there since the last look, and is looked for as what was rotated.
+    if (appeared) paths_.try_emplace(path, Path{.lookedAt = lookedAt_});
     paths.push_back(path);
     return;
   }
@@ -357,9 +359,12 @@ bool FileTracker::isOwnText(FollowedFile& file, TimePoint now) {
       table_.touch(file);
       return false;
     }
-    const FollowedFile* const original = originalOf(file.place);
+    FollowedFile* const original = originalOf(file.place);
     if (original == &file) return true;
-    if (original) file.copyOf = original->id;
+    if (original && !onlyLooksLike(file.size, *original)) {
+      file.copyOf = original->id;
+      original->copied = true;
+    }
   }
   if (file.copyOf == 0) return true;
 
@@ -370,7 +375,7 @@ bool FileTracker::isOwnText(FollowedFile& file, TimePoint now) {
   if (original && !original->gone && table_.open(*original) && lookAtFile(original->descriptor.get(), status) &&
       !original->hasSameText(original->descriptor.get(), status)) {
     overwritten(*original, now);
-    if (!table_.find(id)) return false;
+    if (!table_.find(id) || file.seen.offset > 0) return false;
     original = table_.find(file.copyOf);
   }
   if (original && !original->gone && table_.open(file) && isCopyOf(file.descriptor.get(), file.size, *original)) {
@@ -379,6 +384,7 @@ bool FileTracker::isOwnText(FollowedFile& file, TimePoint now) {
   }
   file.copyOf = 0;
   table_.touch(file);
+  if (original && original->gone && passOver(file, *original)) return false;
   return table_.open(file);
 }
 

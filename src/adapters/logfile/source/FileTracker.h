@@ -101,6 +101,8 @@ class FileTracker {
   void lost(FollowedFile& file, const char* cause);
   bool isAtItsEnd(const FollowedFile& file) const;
   void tellGap(const FollowedFile& file, std::uint64_t from, std::uint64_t to, const char* cause);
+  static bool onlyLooksLike(std::uint64_t size, const FollowedFile& former);
+  bool passOver(FollowedFile& copy, const FollowedFile& original);
   void rebind(FollowedFile& from, FollowedFile& to);
   FollowedFile* originalOf(const std::string& path) const;
 

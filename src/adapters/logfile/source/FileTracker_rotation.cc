@@ -146,6 +146,11 @@ void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoi
   }
 }
 
+/// A short text may begin like any other; and what was renamed was not copied, as far as one can tell.
+bool FileTracker::onlyLooksLike(std::uint64_t size, const FollowedFile& former) {
+  return size < kTailBytes && former.isRotated() && !former.gone;
+}
+
 /// True when what stands at `place` was once at `path`, and is to be read.
 bool FileTracker::isGeneration(const std::string& place, const std::string& path, const Path& entry, TimePoint now,
                                FileStatus& status) {
@@ -159,9 +164,16 @@ bool FileTracker::isGeneration(const std::string& place, const std::string& path
   if (count == 0) return true;
   // It may be a copy of what was read before; that is remembered, because what was read before will be forgotten.
   FollowedFile* const former = table_.find(entry.former);
-  if (former && !former->gone) static_cast<void>(table_.open(*former));
-  if (former && isCopyOf(file.get(), status.size, *former)) {
-    table_.add(path, place, status.identity).passedOver = true;
+  if (former && !former->gone && !table_.open(*former) && former->isAway()) {
+    lookAtAway(*former, now, true);  // it may go on here
+    if (known(status.identity, now)) return false;
+  }
+  const bool mayBeCopy =
+      former && (former->descriptor || status.size <= former->seen.offset) && !onlyLooksLike(status.size, *former);
+  if (mayBeCopy && isCopyOf(file.get(), status.size, *former)) {
+    FollowedFile& copy = table_.add(path, place, status.identity);
+    copy.size = status.size;
+    copy.passedOver = !passOver(copy, *former);
     return false;
   }
   // Or of what is there now and is about to be cut: then it will be where that goes on.
@@ -256,15 +268,33 @@ void FileTracker::tellGap(const FollowedFile& file, std::uint64_t from, std::uin
   observer_.gap({.path = file.path, .from = from, .to = std::max(from, to), .open = true, .cause = cause});
 }
 
+/// When a copy has nothing that was not read of the original, which goes, only what comes behind that is its own.
+bool FileTracker::passOver(FollowedFile& copy, const FollowedFile& original) {
+  if (copy.size > original.seen.offset || !table_.open(copy)) return false;
+  const int file = copy.descriptor.get();
+  Mark end{.offset = copy.size};
+  if (!isCopyOf(file, copy.size, original) || !readTailHash(file, end.offset, end.tail)) return false;
+  if (!copy.head.matchAndGrow(file, end.offset)) return false;
+  copy.acknowledged = copy.read = copy.seen = end;
+  copy.copyOf = 0;
+  table_.touch(copy);
+  return true;
+}
+
 void FileTracker::letGo(FollowedFile& file) {
   table_.close(file);
   file.gone = true;
   table_.touch(file);
+  if (std::exchange(file.copied, false)) {
+    table_.forEach([&](FollowedFile& copy) {
+      if (copy.copyOf == file.id) static_cast<void>(passOver(copy, file));
+    });
+  }
   if (FollowedFile* const next = table_.find(file.successor)) table_.enqueue(*next);
 }
 
 /// The file that one with this name may be a rotated copy of, among those that stand in the same directory to be
-/// followed, or stood there last.
+/// followed, or stood there last; perhaps one that has just gone.
 FollowedFile* FileTracker::originalOf(const std::string& path) const {
   const std::string name = nameOf(path);
   const std::string directory = path.substr(0, path.size() - name.size());
@@ -276,7 +306,9 @@ FollowedFile* FileTracker::originalOf(const std::string& path) const {
       if (entry == paths_.end()) continue;
       FollowedFile* file = table_.find(entry->second.file);
       if (!file) file = table_.find(entry->second.former);
-      if (file && !file->isSilent() && file->seen.offset > 0) return file;
+      for (; file; file = table_.find(file->predecessor)) {
+        if (!file->passedOver && file->copyOf == 0 && file->seen.offset > 0) return file;
+      }
     }
   }
   return nullptr;

@@ -28,13 +28,16 @@ void FollowedFile::pass() {
 }
 
 bool isCopyOf(int file, std::uint64_t size, const FollowedFile& original) {
-  if (original.head.length() == 0 || size < original.head.length() || !original.head.matches(file)) return false;
+  if (original.head.length() == 0 || size < std::min<std::uint64_t>(original.head.length(), kTailBytes)) return false;
+  const bool hasHead = size >= original.head.length();
+  if (hasHead && !original.head.matches(file)) return false;
   if (size >= original.seen.offset) {
     std::uint64_t tail = 0;
     if (!readTailHash(file, original.seen.offset, tail) || tail != original.seen.tail) return false;
     if (size == original.seen.offset || !original.descriptor) return true;
   }
-  if (original.descriptor && isBeginningOf(file, size, original.descriptor.get())) return true;
+  if (hasHead && original.descriptor && isBeginningOf(file, size, original.descriptor.get())) return true;
+  if (size > original.seen.offset) return false;  // of what it has more nothing is known
   for (const Mark& mark : original.passed) {
     std::uint64_t tail = 0;
     if (mark.offset > size) continue;

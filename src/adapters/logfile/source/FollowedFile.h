@@ -59,6 +59,7 @@ struct FollowedFile {
   bool renamed = false;      ///< Its name is one that a file gets when it is rotated.
   int paths = 0;             ///< Paths to be followed that lead here now; with 0 it is rotated or moved away.
   std::uint64_t copyOf = 0;  ///< A copy of that file, to be read only where that one is cut off.
+  bool copied = false;       ///< Others are copies of this one, or were.
   bool passedOver = false;   ///< Is compressed, or a copy of what was read, and is not read.
   bool unlinked = false;     ///< Has no name any more.
   bool gone = false;         ///< There is nothing more to be read; only what was read is still to be acknowledged.
@@ -90,7 +91,8 @@ struct FollowedFile {
 
 /// True when `file`, which has `size` bytes, begins with all that was seen of `original`; or, when it is shorter, or
 /// the original is open and has not changed, when it is a beginning of the original. Where the original has been cut in
-/// the meantime, the latest place that was passed and lies in `file` tells, if it is in the second half of it.
+/// the meantime, the latest place that was passed and lies in the shorter `file` tells, if it is in the second half of
+/// it.
 bool isCopyOf(int file, std::uint64_t size, const FollowedFile& original);
 
 /// True when the `size` bytes of `file` are the beginning of `other` too, as far as fingerprint and tail tell.

@@ -36,8 +36,8 @@ TimePoint MessageStream::deadline() const {
 
 bool MessageStream::nextLine(Message& line, std::uint64_t& bytes) {
   Frame frame;
-  if (!splitter_->next(frame) && !(ended_ && splitter_->finish(frame))) return false;
-  line = {.text = frame.text, .path = path_, .stream = number_, .position = {}, .cut = frame.cut};
+  if (!splitter_->next(frame) && !(ended_ && !endedAtLine_ && splitter_->finish(frame))) return false;
+  line = {.text = frame.text, .path = path_, .stream = number_, .position = {}, .cut = frame.cut, .roomy = true};
   bytes = frame.bytes;
   return true;
 }

@@ -31,6 +31,8 @@ class MessageStream {
   void filled(std::size_t count) { splitter_->filled(count); }
   /// Nothing more will be read: what is left is a message.
   void end() { ended_ = true; }
+  /// The same, but a line that is not whole is none.
+  void endAtLine() { ended_ = endedAtLine_ = true; }
 
   bool isBroken() const { return splitter_->isBroken(); }
   /// It has ended within a message.
@@ -48,6 +50,7 @@ class MessageStream {
   std::string path_;
   std::uint64_t number_;
   bool ended_ = false;
+  bool endedAtLine_ = false;
 };
 
 }  // namespace quillon

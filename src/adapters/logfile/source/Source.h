@@ -29,7 +29,11 @@ struct Message {
   std::string_view path;     ///< The file as it was followed, whatever it was renamed to; for sockets who sent it.
   std::uint64_t stream = 0;  ///< Messages of one number follow each other: a path across rotations, a connection.
   Position position;
-  bool cut = false;  ///< `text` is the beginning of something longer than a message may be.
+  bool cut = false;    ///< `text` is the beginning of something longer than a message may be.
+  bool roomy = false;  ///< kSlack bytes behind `text` can be read, whatever they are.
+
+  /// For those who copy in strides.
+  static constexpr std::size_t kSlack = 32;
 };
 
 /// Text of a file that was there and cannot be read any more, or that may have been there.
@@ -123,6 +127,10 @@ class Source {
   virtual int descriptor() const = 0;
   /// When next() is to be called at the latest; TimePoint::max() when there is no hurry at all.
   virtual TimePoint deadline() const = 0;
+
+  /// False when all that stood behind the message that ends at `last` by the time `due` was delivered, and nothing is
+  /// known to stand there now. To be asked while others of the source's streams keep it busy.
+  virtual bool mayFollow(const Position& /*last*/, TimePoint /*due*/) const { return true; }
 
   /// Begins to end; next() goes on to be called until ended().
   virtual void finish(Finish how) = 0;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "foundation/utf8.h"
+#include "src/adapters/logfile/source/Source.h"
 
 namespace quillon {
 
@@ -25,7 +26,7 @@ Splitter::Splitter(std::size_t longest, std::size_t firstRoom, std::size_t befor
       firstRoom_(std::max(firstRoom, before + 2 * kLeastRead)),
       before_(before),
       room_(firstRoom_),
-      buffer_(std::make_unique_for_overwrite<char[]>(room_)) {}
+      buffer_(std::make_unique_for_overwrite<char[]>(room_ + Message::kSlack)) {}
 
 std::span<char> Splitter::room() {
   if (room_ - end_ < kLeastRead && begin_ > before_) {
@@ -35,7 +36,7 @@ std::span<char> Splitter::room() {
     end_ -= start;
   }
   if (room_ - end_ < kLeastRead) {
-    auto larger = std::make_unique_for_overwrite<char[]>(2 * room_);
+    auto larger = std::make_unique_for_overwrite<char[]>(2 * room_ + Message::kSlack);
     std::memcpy(larger.get(), buffer_.get(), end_);
     buffer_ = std::move(larger);
     room_ *= 2;
@@ -51,7 +52,7 @@ std::string_view Splitter::textOf(std::size_t length) const {
 void Splitter::restart() {
   if (room_ > firstRoom_) {  // one long message is no reason to keep its room for ever
     room_ = firstRoom_;
-    buffer_ = std::make_unique_for_overwrite<char[]>(room_);
+    buffer_ = std::make_unique_for_overwrite<char[]>(room_ + Message::kSlack);
   }
   begin_ = end_ = 0;
   dropped_ = 0;

@@ -11,7 +11,7 @@ namespace quillon {
 
 /// A piece of a stream that is a message of its own.
 struct Frame {
-  std::string_view text;    ///< Without what framed it; valid until the splitter is used again.
+  std::string_view text;    ///< Without what framed it; valid until the splitter is used again. Message::roomy.
   std::string_view before;  ///< The last bytes of the stream up to the end of this frame, as many as were asked for.
   std::uint64_t bytes = 0;  ///< That the frame takes in the stream.
   bool cut = false;         ///< `text` is only the beginning.

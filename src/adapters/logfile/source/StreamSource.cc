@@ -62,7 +62,8 @@ bool StreamSource::fill() {
   }
   if (count <= 0) {
     atEnd_ = true;
-    stream_.end();
+    // Where it was stopped in a file, the rest of the line is only not read.
+    regular_&& allowed_ == 0 ? stream_.endAtLine() : stream_.end();
     return true;
   }
   stream_.filled(static_cast<std::size_t>(count));

@@ -1,0 +1,280 @@
+#include "delivery/format.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+
+#include "delivery/crc32c.h"
+
+namespace quillon::delivery {
+namespace {
+
+constexpr std::uint32_t kFrontMagic = 0x74614251;  // "QBat"
+constexpr std::uint32_t kBackMagic = 0x646E4551;   // "QEnd"
+constexpr std::size_t kHeaderBytes = 48;
+constexpr std::size_t kEntryBytes = 12;
+constexpr std::size_t kReadAhead = 256 << 10;
+constexpr std::string_view kSuffix = ".segment";
+
+template <typename Number>
+void put(std::string& text, Number number) {
+  char bytes[sizeof number];
+  for (char& byte : bytes) {
+    byte = static_cast<char>(number & 0xFF);
+    number = static_cast<Number>(number >> 8);
+  }
+  text.append(bytes, sizeof bytes);
+}
+
+template <typename Number>
+Number get(std::string_view text, std::size_t at) {
+  Number number = 0;
+  for (std::size_t i = sizeof number; i-- > 0;)
+    number = static_cast<Number>(number << 8 | static_cast<unsigned char>(text[at + i]));
+  return number;
+}
+
+void putHeader(std::string& text, const BatchHeader& header, std::uint32_t magic) {
+  std::string rest;
+  put(rest, header.first);
+  put(rest, header.previous);
+  put(rest, header.synced);
+  put(rest, header.events);
+  put(rest, header.dataBytes);
+  put(rest, header.tableCrc);
+  put(rest, std::uint32_t{header.hasAllPositions});
+  put(text, magic);
+  put(text, crc32c(rest));
+  text += rest;
+}
+
+/// The header that `text` begins with; false when there is none of this magic.
+bool getHeader(std::string_view text, std::uint32_t magic, BatchHeader& header) {
+  if (text.size() < kHeaderBytes || get<std::uint32_t>(text, 0) != magic ||
+      get<std::uint32_t>(text, 4) != crc32c(text.substr(8, kHeaderBytes - 8))) {
+    return false;
+  }
+  header.first = get<std::uint64_t>(text, 8);
+  header.previous = get<std::uint64_t>(text, 16);
+  header.synced = get<std::uint64_t>(text, 24);
+  header.events = get<std::uint32_t>(text, 32);
+  header.dataBytes = get<std::uint32_t>(text, 36);
+  header.tableCrc = get<std::uint32_t>(text, 40);
+  header.hasAllPositions = get<std::uint32_t>(text, 44) != 0;
+  return header.previous <= header.first && header.first < UINT64_MAX - header.events &&
+         header.bytes() <= kMaxBatchBytes;
+}
+
+std::uint64_t tableBytes(const BatchHeader& header) { return (std::uint64_t{header.events} + 1) * kEntryBytes; }
+
+std::uint32_t crcOf(std::string_view bytes, std::uint64_t number, std::uint32_t kind) {
+  char more[12];
+  for (std::size_t i = 0; i < 8; ++i) more[i] = static_cast<char>(number >> 8 * i & 0xFF);
+  for (std::size_t i = 0; i < 4; ++i) more[8 + i] = static_cast<char>(kind >> 8 * i & 0xFF);
+  return crc32c({more, sizeof more}, crc32c(bytes));
+}
+
+}  // namespace
+
+std::uint64_t BatchHeader::bytes() const { return 2 * (kHeaderBytes + tableBytes(*this)) + dataBytes; }
+
+void Batch::add(std::string_view event, std::uint32_t kind) {
+  data_ += event;
+  table_.push_back({static_cast<std::uint32_t>(event.size()), kind});
+}
+
+void Batch::setPosition(std::string_view name, std::string_view value) {
+  const auto found = positions_.find(name);
+  if (found != positions_.end()) {
+    found->second = value;
+  } else {
+    positions_.emplace(name, value);
+  }
+}
+
+void Batch::clear() {
+  data_.clear();
+  table_.clear();
+  positions_.clear();
+}
+
+std::uint64_t Batch::bytes() const { return 2 * (kHeaderBytes + (table_.size() + 1) * kEntryBytes) + data_.size(); }
+
+std::string encode(const Positions& positions) {
+  std::string text;
+  for (const auto& [name, value] : positions) {
+    put(text, static_cast<std::uint32_t>(name.size()));
+    put(text, static_cast<std::uint32_t>(value.size()));
+    text += name;
+    text += value;
+  }
+  return text;
+}
+
+bool decode(std::string_view text, Positions& positions) {
+  while (text.size() >= 8) {
+    const std::uint64_t name = get<std::uint32_t>(text, 0);
+    const std::uint64_t value = get<std::uint32_t>(text, 4);
+    if (name + value > text.size() - 8) return false;
+    positions[std::string(text.substr(8, name))] = text.substr(8 + name, value);
+    text.remove_prefix(8 + name + value);
+  }
+  return text.empty();
+}
+
+void applyChanges(const Positions& changes, Positions& positions) {
+  for (const auto& [name, value] : changes) {
+    if (value.empty()) {
+      positions.erase(name);
+    } else {
+      positions[name] = value;
+    }
+  }
+}
+
+std::span<const std::string_view> BatchWriter::write(const Batch& batch, const Positions& positions,
+                                                     BatchHeader& header) {
+  positions_ = encode(positions);
+  header.events = static_cast<std::uint32_t>(batch.table_.size());
+  header.dataBytes = static_cast<std::uint32_t>(batch.data_.size() + positions_.size());
+  tail_.clear();  // the table first, as the tail begins with it
+  std::string_view data = batch.data_;
+  std::uint64_t number = header.first;
+  for (const Batch::Entry& entry : batch.table_) {
+    put(tail_, entry.bytes);
+    put(tail_, entry.kind);
+    put(tail_, crcOf(data.substr(0, entry.bytes), number++, entry.kind));
+    data.remove_prefix(entry.bytes);
+  }
+  put(tail_, static_cast<std::uint32_t>(positions_.size()));
+  put(tail_, std::uint32_t{0});
+  put(tail_, crcOf(positions_, number, 0));
+  header.tableCrc = crc32c(tail_);
+  head_.clear();
+  putHeader(head_, header, kFrontMagic);
+  head_ += tail_;
+  putHeader(tail_, header, kBackMagic);
+  pieces_[0] = head_;
+  pieces_[1] = batch.data_;
+  pieces_[2] = positions_;
+  pieces_[3] = tail_;
+  return pieces_;
+}
+
+/// Up to `size` bytes of the file from `offset` on, fewer at the limit or the end.
+std::string_view SegmentScanner::view(std::uint64_t offset, std::uint64_t size) {
+  size = offset < limit_ ? std::min(size, limit_ - offset) : 0;
+  if (offset < roomAt_ || offset + size > roomAt_ + room_.size()) {
+    room_.clear();
+    roomAt_ = offset;
+    const std::uint64_t ahead = std::min<std::uint64_t>(std::max<std::uint64_t>(size, kReadAhead), limit_ - offset);
+    error_ = size == 0 ? 0 : readSome(files_, file_, offset, ahead, room_);
+    if (error_ != 0) room_.clear();
+  }
+  return std::string_view(room_).substr(std::min<std::uint64_t>(offset - roomAt_, room_.size()), size);
+}
+
+bool SegmentScanner::next(Found& found, std::uint64_t from) {
+  error_ = 0;
+  found.events.clear();
+  found.positions = {};
+  found.isSkipped = found.isWhole = found.isClean = found.hasPositions = false;
+  return find(found) && readBatch(found, from);
+}
+
+/// Looks for the header of the next batch, or for its trailer, which tells the same.
+bool SegmentScanner::find(Found& found) {
+  for (std::uint64_t at = offset_;;) {
+    const std::string_view text = view(at, at == offset_ ? kHeaderBytes : kReadAhead);
+    if (error_ != 0 || text.size() < kHeaderBytes) return false;
+    for (std::size_t i = 0; i + kHeaderBytes <= text.size(); ++i) {
+      const std::string_view rest = text.substr(i);
+      BatchHeader header;
+      found.offset = at + i;
+      if (!getHeader(rest, kFrontMagic, header)) {
+        if (!getHeader(rest, kBackMagic, header)) continue;
+        const std::uint64_t size = header.bytes();
+        if (found.offset + kHeaderBytes < offset_ + size) continue;  // it begins before what is left
+        found.offset -= size - kHeaderBytes;
+      }
+      if (header.first < atLeast_ || header.end() > below_) continue;  // part of an event that holds such things
+      found.header = header;
+      found.skipped = found.offset - offset_;
+      return true;
+    }
+    at += text.size() - kHeaderBytes + 1;
+  }
+}
+
+/// The table whose CRC is right, from before or behind the data.
+bool SegmentScanner::readTable(const Found& found, std::string_view bytes, std::string& table, bool& isClean) const {
+  const BatchHeader& header = found.header;
+  const std::size_t size = tableBytes(header);
+  const std::size_t back = kHeaderBytes + size + header.dataBytes;
+  const std::string_view before = bytes.substr(std::min(kHeaderBytes, bytes.size()), size);
+  const std::string_view behind = bytes.substr(std::min(back, bytes.size()), size);
+  BatchHeader again;
+  isClean = before == behind && getHeader(bytes, kFrontMagic, again) &&
+            getHeader(bytes.substr(std::min(back + size, bytes.size())), kBackMagic, again);
+  for (const std::string_view candidate : {before, behind}) {
+    if (candidate.size() != size || crc32c(candidate) != header.tableCrc) continue;
+    table = candidate;
+    return true;
+  }
+  return false;
+}
+
+bool SegmentScanner::readBatch(Found& found, std::uint64_t from) {
+  const BatchHeader& header = found.header;
+  const std::uint64_t size = header.bytes();
+  if (header.end() <= from) {
+    found.isSkipped = true;
+    offset_ = found.offset + size;
+    atLeast_ = header.end();
+    return true;
+  }
+  const std::string_view bytes = view(found.offset, size);
+  if (error_ != 0) return false;
+  offset_ = found.offset + bytes.size();
+  atLeast_ = header.end();
+  std::string table;
+  if (!readTable(found, bytes, table, found.isClean)) return true;
+  std::uint64_t at = kHeaderBytes + tableBytes(header);
+  const std::uint64_t end = at + header.dataBytes;
+  found.events.reserve(header.events);
+  for (std::uint32_t i = 0; i <= header.events; ++i) {
+    const std::string_view entry = std::string_view(table).substr(std::size_t{i} * kEntryBytes, kEntryBytes);
+    const std::uint64_t length = get<std::uint32_t>(entry, 0);
+    if (at + length > end) break;
+    const std::uint32_t kind = get<std::uint32_t>(entry, 4);
+    const std::string_view event = at + length <= bytes.size() ? bytes.substr(at, length) : std::string_view();
+    at += length;
+    const std::uint64_t number = header.first + i;
+    if (event.size() != length || crcOf(event, number, kind) != get<std::uint32_t>(entry, 8)) continue;
+    if (i < header.events) {
+      found.events.push_back({number, kind, event});
+    } else {
+      found.hasPositions = true;
+      found.positions = event;
+    }
+  }
+  found.isWhole = found.hasPositions && found.events.size() == header.events && at == end;
+  found.isClean = found.isClean && found.isWhole && found.skipped == 0;
+  return true;
+}
+
+std::string segmentName(std::uint64_t first) {
+  char digits[17];
+  std::snprintf(digits, sizeof digits, "%016" PRIx64, first);
+  return std::string(digits).append(kSuffix);
+}
+
+bool isSegmentName(std::string_view name, std::uint64_t& first) {
+  if (name.size() != 16 + kSuffix.size() || !name.ends_with(kSuffix)) return false;
+  return std::from_chars(name.data(), name.data() + 16, first, 16).ptr == name.data() + 16 &&
+         segmentName(first) == name;
+}
+
+}  // namespace quillon::delivery
