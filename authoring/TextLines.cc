@@ -13,7 +13,8 @@ TextLines::TextLines(std::string_view text) : text_(text), starts_{0} {
 std::string_view TextLines::line(int number) const {
   const auto index = static_cast<std::size_t>(number) - 1;
   if (number < 1 || index >= starts_.size()) return {};
-  return text_.substr(starts_[index], text_.find('\n', starts_[index]) - starts_[index]);
+  const std::size_t end = index + 1 < starts_.size() ? starts_[index + 1] - 1 : text_.size();
+  return text_.substr(starts_[index], end - starts_[index]);
 }
 
 std::size_t TextLines::offset(int line, int column) const {

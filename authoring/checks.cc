@@ -52,6 +52,9 @@ std::vector<Finding> check(const CheckedFile& file) {
   for (Check* const one : kChecks) one(file, findings);
   std::vector<Finding> all = findings.take();
   dropConsequences(all);
+  for (Finding& finding : all) {
+    if (finding.fix && finding.fix->edits.empty()) finding.fix.reset();
+  }
   if (!file.compiles() && std::ranges::none_of(all, isError))
     all.emplace_back(FindingCode::kRefused, file.name(), Place(), "the compiler refuses this file");
   std::ranges::stable_sort(all, {}, [](const Finding& finding) {

@@ -253,7 +253,7 @@ constexpr CodeEntry kCodes[] = {
      "LABEL\nEND\n"},
     {FindingCode::kNotAVariable, Severity::kWarning, "not-a-variable", "a constant looks like a variable",
      "A variable is $ and its number, and nothing else. A name or other text behind $ makes a constant of it.",
-     "FORMAT Login\nuser %s logged in\nuser $1,\nEND\n", "FORMAT Login\nuser %s logged in\nuser $1\nEND\n"},
+     "FORMAT Login\nuser %s logged in\nuser $name\nEND\n", "FORMAT Login\nuser %s logged in\nuser $1\nEND\n"},
     {FindingCode::kQuotedVariable, Severity::kWarning, "quoted-variable", "a variable is quoted",
      "What stands between quotes is a text, also \"$1\".", "FORMAT Login\nuser %s logged in\nuser \"$1\"\nEND\n",
      "FORMAT Login\nuser %s logged in\nuser $1\nEND\n"},

@@ -124,19 +124,36 @@ std::string uri(std::string_view path) {
   return text;
 }
 
-/// The column of the character that begins at, or holds, the byte in `column` of `line`.
-long long characterColumn(const TextLines& lines, int line, int column) {
-  std::string_view before = lines.line(line);
-  const auto bytes = static_cast<std::size_t>(column) - 1;
-  const std::size_t beyond = bytes > before.size() ? bytes - before.size() : 0;
-  before = before.substr(0, std::min(bytes, before.size()));
-  long long characters = 1 + static_cast<long long>(beyond);
-  while (!before.empty()) {
-    before.remove_prefix(firstSequence(before).length);
-    ++characters;
+/// Columns that count characters. Remembers where it was: findings come in the order of the file, and a long line with
+/// many of them should not be gone through for each.
+class CharacterColumns {
+ public:
+  /// The column of the character that begins at, or holds, the byte in `column` of `line`.
+  long long of(const TextLines& lines, int line, int column) {
+    const std::string_view text = lines.line(line);
+    const auto bytes = static_cast<std::size_t>(column) - 1;
+    if (&lines != lines_ || line != line_ || bytes < bytes_) {
+      lines_ = &lines;
+      line_ = line;
+      bytes_ = 0;
+      characters_ = 1;
+    }
+    while (bytes_ < std::min(bytes, text.size())) {
+      const std::size_t length = firstSequence(text.substr(bytes_)).length;
+      if (bytes_ + length > bytes) break;
+      bytes_ += length;
+      ++characters_;
+    }
+    const std::size_t beyond = bytes > text.size() ? bytes - text.size() : 0;
+    return characters_ + static_cast<long long>(beyond);
   }
-  return characters;
-}
+
+ private:
+  const TextLines* lines_ = nullptr;
+  int line_ = 0;
+  std::size_t bytes_ = 0;  ///< Before the present character of the line.
+  long long characters_ = 1;
+};
 
 class SarifWriter {
  public:
@@ -177,9 +194,9 @@ class SarifWriter {
   void addRegion(const char* name, const Place& place, const TextLines* lines) {
     json_.name(name).open('{').name("startLine").number(place.line);
     if (lines) {
-      json_.name("startColumn").number(characterColumn(*lines, place.line, place.column));
+      json_.name("startColumn").number(columns_.of(*lines, place.line, place.column));
       json_.name("endLine").number(place.endLine);
-      json_.name("endColumn").number(characterColumn(*lines, place.endLine, place.endColumn));
+      json_.name("endColumn").number(columns_.of(*lines, place.endLine, place.endColumn));
     }
     json_.close('}');
   }
@@ -245,6 +262,7 @@ class SarifWriter {
   }
 
   JsonWriter json_;
+  CharacterColumns columns_;
 };
 
 }  // namespace

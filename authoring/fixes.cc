@@ -65,7 +65,7 @@ Fixed fixAll(const std::string& file, std::string text, const std::function<bool
     const std::vector<Finding> findings = check(checked);
     std::vector<const Fix*> fixes;
     for (const Finding& finding : findings) {
-      if (finding.fix && !finding.fix->edits.empty() && wanted(finding)) fixes.push_back(&*finding.fix);
+      if (finding.fix && wanted(finding)) fixes.push_back(&*finding.fix);
     }
     std::ranges::stable_sort(fixes, {},
                              [&](const Fix* fix) { return changesOf(*fix, checked.textLines()).front().from; });

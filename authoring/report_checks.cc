@@ -11,6 +11,7 @@
 #include <tuple>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "authoring/checks.h"
 #include "foundation/characters.h"
@@ -58,6 +59,9 @@ std::vector<std::string> slotNames(const FormatSpec& format) {
   for (const MsgMapEntry* entry : format.getMaps()) names.push_back(text(entry->getName()));
   return names;
 }
+
+/// Variables of a block without slots that are told one by one; more are told together.
+constexpr std::ptrdiff_t kToldApart = 3;
 
 /// How many unknown names are compared with all that there are: whoever has more of them has another problem.
 constexpr int kSuggestions = 100;
@@ -241,10 +245,17 @@ void checkVariables(const CheckedFile& file, const Block& block, Findings& findi
     if (n >= 1 && n <= uses.size()) uses[n - 1].push_back(entry);
   }
   const auto limit = std::min(places.size(), static_cast<std::size_t>(FormatSpec::kMaxVariables));
+  const auto unmapped = std::count_if(uses.begin(), uses.begin() + static_cast<std::ptrdiff_t>(limit),
+                                      [](const auto& slots) { return slots.empty(); });
+  bool areTold = false;
   for (std::size_t i = 0; i < limit; ++i) {
     const std::string name = variable(static_cast<int>(i) + 1);
     if (uses[i].empty()) {
-      Finding& found = findings.add(FindingCode::kVariableNotMapped, places[i], "no slot holds " + name);
+      if (areTold) continue;
+      areTold = unmapped > kToldApart;
+      std::string says = "no slot holds " + name;
+      if (areTold) says.append(", nor any of ").append(std::to_string(unmapped - 1)).append(" others");
+      Finding& found = findings.add(FindingCode::kVariableNotMapped, places[i], std::move(says));
       found.notes.push_back({block.name, "in this block"});
       found.hint = "map it to a slot; a - before the slot's name keeps it out of the event";
     } else if (uses[i].size() > 1) {

@@ -139,6 +139,40 @@ TEST_F(Reports, ASyntaxErrorNeedNotEndTheReading) {
               {.recovers = true}));
 }
 
+/// Writing a class definition ends at its first fault; a tool wants them all, and each once.
+TEST_F(Reports, OfAllPrintfsOfABlock) {
+  CollectedReports collected;
+  FormatReader reader(collected);
+  LogDriver driver;
+  ASSERT_TRUE(
+      reader.readText("FORMAT A\n%s\na $1\nb PRINTF(\"%s %s\", a)\nc PRINTF(\"%s %s\", b, d)\nd PRINTF(\"%s\", c)\n"
+                      "e PRINTF(\"%s %s\", x, e)\n-f PRINTF(\"%s\", y)\nEND\n",
+                      "FILE", driver));
+  std::string text;
+  for (const PrintFault& fault : printFaults(*driver.getFormatSpec("A"))) {
+    text += std::string(fault.entry->getName().view()) + " " + std::to_string(fault.part) + " " +
+            reportName(fault.code) + "; ";
+  }
+  // -f is not written, and no other one names it.
+  EXPECT_EQ("b 0 print-argument-count; d 1 print-circle; e 1 print-unknown-slot; e 2 print-circle; ", text);
+}
+
+TEST_F(Reports, TokensHavePlaces) {
+  CollectedReports collected;
+  FormatReader reader(collected, {.keepsPlaces = true, .recovers = true});
+  LogDriver driver;
+  EXPECT_FALSE(reader.readText("FORMAT A\nx \"\nb ( c\nd\nFORMAT B\n", "FILE", driver));
+  std::string text;
+  for (const FormatPlaces::Token& token : reader.places().tokens()) {
+    text += std::to_string(token.kind) + " " + dump(token.place) + "; ";
+  }
+  // The end comes twice: it is an error itself, and what goes on behind that finds it again.
+  EXPECT_EQ(
+      "263 1:1+6; 257 1:8+1; 262 1:9-2:1; 257 2:1+1; 259 2:2+1; 257 2:3+1; 262 2:4-3:1; 257 3:1+1; 40 3:3+1; "
+      "263 5:1+6; 257 5:8+1; 262 5:9-6:1; 0 6:1+0; 0 6:1+0; ",
+      text);
+}
+
 /// What `work` writes to standard error.
 template <class Work>
 std::string printedBy(const Work& work) {

@@ -65,13 +65,13 @@ int main(int argc, char* argv[]) {
       ->check(isCode(true))
       ->type_name("CODE")
       ->delimiter(',')
-      ->expected(1)
+      ->allow_extra_args(false)
       ->take_all();
   app.add_option("--ignore", ignored, "Leave findings of CODE out")
       ->check(isCode(false))
       ->type_name("CODE")
       ->delimiter(',')
-      ->expected(1)
+      ->allow_extra_args(false)
       ->take_all();
   app.add_flag("--file-order", options.fileOrder,
                "Blocks are tried in the order of the file; the default is last first");
