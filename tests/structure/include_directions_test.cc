@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 const std::map<std::string, std::vector<std::string>> kMayInclude = {
     {"foundation", {}},
     {"codeset", {"foundation"}},
+    {"cds", {"foundation", "codeset"}},
     {"src/adapters/logfile/common", {"foundation", "codeset"}},
     {"src/adapters/logfile/match", {"foundation", "codeset", "src/adapters/logfile/common"}},
     {"src/adapters/logfile/event",
