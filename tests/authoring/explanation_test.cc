@@ -1,6 +1,6 @@
 // Why messages bind as they do, in one line each; and that nothing binds otherwise for being explained.
 
-#include "authoring/Explanation.h"
+#include "authoring/explain/Explanation.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "authoring/explanation_text.h"
+#include "authoring/explain/explanation_text.h"
 #include "tests/match/support/comparison.h"
 #include "tests/match/support/format_list.h"
 #include "tests/match/support/set_generator.h"

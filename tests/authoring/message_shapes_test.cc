@@ -1,6 +1,6 @@
 // What is folded in a message, and how the shapes are counted.
 
-#include "authoring/MessageShapes.h"
+#include "authoring/compare/MessageShapes.h"
 
 #include <gtest/gtest.h>
 

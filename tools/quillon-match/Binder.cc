@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "authoring/Coverage.h"
+#include "authoring/compare/Coverage.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/utf8_text.h"

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "authoring/Coverage.h"
-#include "authoring/MessageShapes.h"
+#include "authoring/compare/Coverage.h"
+#include "authoring/compare/MessageShapes.h"
 #include "foundation/line_buffer.h"
 #include "foundation/ordered_blocks.h"
 #include "src/adapters/logfile/event/EventWriter.h"

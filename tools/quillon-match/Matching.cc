@@ -10,7 +10,7 @@
 #include <optional>
 #include <thread>
 
-#include "authoring/Coverage.h"
+#include "authoring/compare/Coverage.h"
 #include "foundation/visible.h"
 #include "program/Interruption.h"
 #include "program/program.h"
