@@ -35,7 +35,9 @@ void FileTracker::overwritten(FollowedFile& file, TimePoint now) {
   FileStatus status;
   // The text that is there now is of interest if it was written while the file was to be followed.
   if ((!file.isAway() || file.id == leaving_) && file.descriptor && lookAtFile(file.descriptor.get(), status)) {
+    table_.updatePlace(file);  // by its path it may not be found any more
     fresh = &table_.add(file.path, file.place, status.identity);
+    table_.handOver(file, *fresh);
     fresh->grew = now;
     fresh->stream = file.stream;
     if (!file.isAway()) rebind(file, *fresh);
