@@ -166,14 +166,30 @@ std::span<const std::string_view> BatchWriter::write(const Batch& batch, const P
 /// Up to `size` bytes of the file from `offset` on, fewer at the limit or the end.
 std::string_view SegmentScanner::view(std::uint64_t offset, std::uint64_t size) {
   size = offset < limit_ ? std::min(size, limit_ - offset) : 0;
-  if (offset < roomAt_ || offset + size > roomAt_ + room_.size()) {
-    room_.clear();
-    roomAt_ = offset;
-    const std::uint64_t ahead = std::min<std::uint64_t>(std::max<std::uint64_t>(size, kReadAhead), limit_ - offset);
-    error_ = size == 0 ? 0 : readSome(files_, file_, offset, ahead, room_);
-    if (error_ != 0) room_.clear();
+  if (size > 0 && (offset < roomAt_ || offset + size > roomAt_ + inRoom_)) {
+    load(offset, static_cast<std::size_t>(std::min(std::max<std::uint64_t>(size, kReadAhead), limit_ - offset)));
   }
-  return std::string_view(room_).substr(std::min<std::uint64_t>(offset - roomAt_, room_.size()), size);
+  if (offset < roomAt_ || offset >= roomAt_ + inRoom_) return {};
+  return std::string_view(room_.get(), inRoom_).substr(static_cast<std::size_t>(offset - roomAt_), size);
+}
+
+/// Reads `size` bytes from `offset` on, but for those that are there.
+void SegmentScanner::load(std::uint64_t offset, std::size_t size) {
+  const bool isBehind = offset >= roomAt_ && offset < roomAt_ + inRoom_;
+  const std::size_t begun = isBehind ? static_cast<std::size_t>(offset - roomAt_) : inRoom_;
+  const std::size_t kept = inRoom_ - begun;
+  if (size > roomBytes_) {
+    roomBytes_ = std::max(size, 2 * roomBytes_);
+    std::unique_ptr<char[]> larger(new char[roomBytes_]);  // not filled, as make_unique() would
+    if (kept > 0) std::memcpy(larger.get(), room_.get() + begun, kept);
+    room_ = std::move(larger);
+  } else if (kept > 0) {
+    std::memmove(room_.get(), room_.get() + begun, kept);
+  }
+  roomAt_ = offset;
+  inRoom_ = kept;
+  error_ = readSome(files_, file_, offset + kept, {room_.get() + kept, size - kept}, inRoom_);
+  if (error_ != 0) inRoom_ = 0;
 }
 
 bool SegmentScanner::next(Found& found, std::uint64_t from) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -146,6 +147,7 @@ class SegmentScanner {
 
  private:
   std::string_view view(std::uint64_t offset, std::uint64_t size);
+  void load(std::uint64_t offset, std::size_t size);
   bool find(Found& found);
   bool readBatch(Found& found, std::uint64_t from);
   bool readTable(const Found& found, std::string_view bytes, std::string& table, bool& isClean) const;
@@ -157,7 +159,9 @@ class SegmentScanner {
   std::uint64_t atLeast_ = 0;  ///< Number that the next batch has at least.
   std::uint64_t below_ = UINT64_MAX;
   int error_ = 0;
-  std::string room_;  ///< The file from `roomAt_` on.
+  std::unique_ptr<char[]> room_;  ///< `inRoom_` bytes of the file from `roomAt_` on.
+  std::size_t roomBytes_ = 0;
+  std::size_t inRoom_ = 0;
   std::uint64_t roomAt_ = 0;
 };
 
