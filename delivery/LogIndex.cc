@@ -159,9 +159,11 @@ class Loader {
         start = std::min(start, i);
     }
     while (start > 0 && !heads[start].hasPositions) --start;
-    for (std::size_t i = 0; i < start; ++i) {
+    std::uint64_t end = UINT64_MAX;
+    for (std::size_t i = start; i-- > 0;) {
+      end = std::min(end, heads[i + 1].header->previous);  // a batch can disown more than one segment
       segments[i].previous = std::min(heads[i].header->previous, segments[i].begin);
-      segments[i].end = heads[i + 1].header->previous;
+      segments[i].end = end;
       segments[i].hasPositions = heads[i].hasPositions;
     }
     index_.havePositions = segments.empty();

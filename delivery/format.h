@@ -19,7 +19,7 @@
 /// digits, as in `000000000000002a.segment`. A segment is batches, one behind the other and nothing else. A batch is
 ///
 ///     header     48 bytes
-///     table      12 bytes for each event and for the positions: u32 bytes, u32 kind, u32 CRC
+///     table      12 bytes for each event and for the positions: u32 bytes, u32 kind, u32 CRC of the bytes
 ///     data       the events, then the positions
 ///     table      the same again
 ///     trailer    the header again, with another magic
@@ -29,8 +29,7 @@
 ///                u64 all events below were on the disk, u32 events, u32 bytes of data, u32 CRC of the table,
 ///                u32 1 when the positions are all there are, 0 when they are those that have changed
 ///
-/// Numbers are little-endian; each CRC is crc32c(), that of an event over its bytes, its number (u64) and its kind
-/// (u32).
+/// Numbers are little-endian; each CRC is crc32c().
 ///
 /// Events are numbered in their order, and no number is ever given twice, so that what an old file left on the disk,
 /// and what a reader has acknowledged, is never taken for something else. Some numbers are left out: behind a batch
