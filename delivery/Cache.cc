@@ -10,12 +10,13 @@
 namespace quillon::delivery {
 namespace {
 
-constexpr std::uint64_t kNumbersAhead = 1 << 24;          ///< Reserved at once, so that this is rare.
-constexpr std::uint64_t kMostUnsynced = 64 << 20;         ///< Bytes that wait for the end of an interval.
+constexpr std::uint64_t kNumbersAhead = 1 << 24;  ///< Reserved at once, so that this is rare.
+constexpr std::uint64_t kMostSegmentBytes = 64 << 20;
 constexpr std::uint64_t kMostMoved = kMaxBatchBytes / 2;  ///< Bytes of events that are written a second time.
 
 CacheOptions checked(CacheOptions options) {
-  options.segmentBytes = std::max<std::uint64_t>(1, std::min(options.segmentBytes, options.maxBytes / 8));
+  options.segmentBytes =
+      std::max<std::uint64_t>(1, std::min({options.segmentBytes, options.maxBytes / 8, kMostSegmentBytes}));
   return options;
 }
 
@@ -119,7 +120,7 @@ Cache::Result Cache::append(const Batch& batch, Clock::time_point now) {
   if (batch.empty()) return Result::kTaken;
   const Result result = tryAppend(batch, now);
   if (result != Result::kTaken || options_.sync != Sync::kInterval) return result;
-  if (now - lastSync_ >= options_.syncInterval || unsynced_ >= kMostUnsynced) static_cast<void>(sync(now));
+  if (now - lastSync_ >= options_.syncInterval) static_cast<void>(sync(now));
   return result;
 }
 
@@ -222,7 +223,6 @@ void Cache::publish(const BatchHeader& header) {
   if (options_.sync == Sync::kBatch) {
     synced_ = end_;
   } else {
-    unsynced_ += header.bytes();
     segment.isSynced = false;
   }
 }
@@ -269,7 +269,6 @@ bool Cache::sync(Clock::time_point now) {
     giveUp();
     return false;
   }
-  unsynced_ = 0;
   const std::scoped_lock hold(mutex_);
   synced_ = end_;
   return true;
@@ -332,7 +331,6 @@ int Cache::moveUnsafe() {
     return failed("move what is not safe to", path, error);
   }
   isNewName_ = isUnsafe_ = false;
-  unsynced_ = 0;
   publish(header);
   const std::scoped_lock hold(mutex_);
   for (std::size_t i = 0; i < before; ++i) {

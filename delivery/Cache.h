@@ -26,7 +26,8 @@ class Reader;
 enum class Sync {
   /// append() returns when the batch is on the disk: nothing it has taken is lost.
   kBatch,
-  /// The disk is waited for once in an interval. What came since then can be lost, and if so the positions are those
+  /// The disk is waited for once in an interval, and when a segment is full. What came since then can be lost, and if
+  /// so the positions are those
   /// before it: a source that can go back sends it again.
   kInterval,
   /// The system writes when it likes. The same as above, but nobody knows how far back.
@@ -47,7 +48,8 @@ struct CacheOptions {
   WhenFull whenFull = WhenFull::kBlock;
   /// How long segments stay that all readers have acknowledged, as long as there is room for them.
   std::chrono::milliseconds replayWindow{120'000};
-  std::uint64_t segmentBytes = 64 << 20;  ///< A segment is closed at this size, or at an eighth of `maxBytes`.
+  std::uint64_t segmentBytes =
+      64 << 20;  ///< A segment is closed at this size, or at an eighth of `maxBytes`; 64 MiB at most.
   /// Told what has gone wrong and what it costs, a line each. Called by the thread that was at work, whose call into
   /// the cache is still under way: it must not call the cache.
   std::function<void(const std::string&)> report;
@@ -166,12 +168,11 @@ class Cache {
 
   std::uint64_t next_;  ///< Number that the next event gets.
   Positions positions_;
-  File active_;                 ///< The last segment, when it is open to be written to.
-  bool isSetBack_;              ///< Events are missing that the positions do not count.
-  bool hasBegun_ = false;       ///< A batch was written since the cache was opened.
-  bool isNewName_ = false;      ///< The name of the active segment is not known to be on the disk.
-  bool isUnsafe_ = false;       ///< What is not synced cannot be any more and has to be written again.
-  std::uint64_t unsynced_ = 0;  ///< Bytes.
+  File active_;             ///< The last segment, when it is open to be written to.
+  bool isSetBack_;          ///< Events are missing that the positions do not count.
+  bool hasBegun_ = false;   ///< A batch was written since the cache was opened.
+  bool isNewName_ = false;  ///< The name of the active segment is not known to be on the disk.
+  bool isUnsafe_ = false;   ///< What is not synced cannot be any more and has to be written again.
   Clock::time_point lastSync_;
   BatchWriter writer_;
 };

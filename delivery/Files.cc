@@ -116,20 +116,17 @@ int writeAll(Files& files, const File& file, std::span<const std::string_view> p
   return 0;
 }
 
-int readSome(Files& files, const File& file, std::uint64_t offset, std::size_t size, std::string& text) {
-  const std::size_t before = text.size();
-  text.resize(before + size);
-  std::size_t done = 0;
-  int error = 0;
-  while (done < size) {
-    const ssize_t count = files.read(file.get(), text.data() + before + done, size - done, offset + done);
-    if (count == -EINTR) continue;
-    if (count < 0) error = static_cast<int>(-count);
-    if (count <= 0) break;
-    done += static_cast<std::size_t>(count);
+int readSome(Files& files, const File& file, std::uint64_t offset, std::span<char> room, std::size_t& done) {
+  while (!room.empty()) {
+    const ssize_t result = files.read(file.get(), room.data(), room.size(), offset);
+    if (result == -EINTR) continue;
+    if (result <= 0) return static_cast<int>(-result);
+    const auto count = static_cast<std::size_t>(result);
+    done += count;
+    offset += count;
+    room = room.subspan(count);
   }
-  text.resize(before + done);
-  return error;
+  return 0;
 }
 
 int readWhole(Files& files, const std::string& path, std::string& text) {
@@ -137,8 +134,11 @@ int readWhole(Files& files, const std::string& path, std::string& text) {
   if (!file) return file.error();
   const std::int64_t size = files.size(file.get());
   if (size < 0) return static_cast<int>(-size);
-  text.clear();
-  return readSome(files, file, 0, static_cast<std::size_t>(size), text);
+  text.resize(static_cast<std::size_t>(size));
+  std::size_t done = 0;
+  const int error = readSome(files, file, 0, text, done);
+  text.resize(done);
+  return error;
 }
 
 }  // namespace quillon::delivery

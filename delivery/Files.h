@@ -77,8 +77,10 @@ class File {
 /// Writes all of `parts`, however many calls that takes. 0, or the errno of the one that failed.
 [[nodiscard]] int writeAll(Files& files, const File& file, std::span<const std::string_view> parts);
 
-/// Reads up to `size` bytes into the end of `text`, fewer at the end of the file only. 0 or an errno.
-[[nodiscard]] int readSome(Files& files, const File& file, std::uint64_t offset, std::size_t size, std::string& text);
+/// Fills `room` from `offset` on, less of it at the end of the file only, and adds to `done` what that is. 0 or an
+/// errno.
+[[nodiscard]] int readSome(Files& files, const File& file, std::uint64_t offset, std::span<char> room,
+                           std::size_t& done);
 
 /// Opens, reads and closes. 0 or an errno.
 [[nodiscard]] int readWhole(Files& files, const std::string& path, std::string& text);

@@ -21,6 +21,7 @@ class Chain {
   void add(std::size_t segment, const Found& found) {
     const BatchHeader& header = found.header;
     index_.next = std::max(index_.next, header.end());
+    wasSynced_ = std::max(wasSynced_, header.synced);
     Link link{.segment = segment, .header = header, .isWhole = found.isWhole, .positions = {}};
     if (found.hasPositions) {
       Positions changes;
@@ -31,9 +32,10 @@ class Chain {
   }
 
   void finish() {
-    // What is not whole but was on the disk is damaged.
+    // What is not whole but was on the disk is damaged, also when only a batch says so that was not finished itself.
+    wasSynced_ = std::max(wasSynced_, index_.synced);
     std::size_t count = waiting_.size();
-    while (count > 0 && waiting_[count - 1].header.end() > index_.synced) --count;
+    while (count > 0 && waiting_[count - 1].header.end() > wasSynced_) --count;
     waiting_.resize(count);
     acceptAll();
     if (index_.end < index_.synced && !index_.segments.empty()) {
@@ -123,6 +125,7 @@ class Chain {
   const std::uint64_t removed_;
   std::vector<Link> waiting_;
   bool isFirst_ = true;
+  std::uint64_t wasSynced_ = 0;  ///< All events below were on the disk, whatever the positions know of it.
   struct Missing {
     std::uint64_t first, end;
   };
@@ -156,9 +159,11 @@ class Loader {
         start = std::min(start, i);
     }
     while (start > 0 && !heads[start].hasPositions) --start;
-    for (std::size_t i = 0; i < start; ++i) {
+    std::uint64_t end = UINT64_MAX;
+    for (std::size_t i = start; i-- > 0;) {
+      end = std::min(end, heads[i + 1].header->previous);  // a batch can disown more than one segment
       segments[i].previous = std::min(heads[i].header->previous, segments[i].begin);
-      segments[i].end = heads[i + 1].header->previous;
+      segments[i].end = end;
       segments[i].hasPositions = heads[i].hasPositions;
     }
     index_.havePositions = segments.empty();

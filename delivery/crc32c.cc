@@ -32,6 +32,13 @@ constexpr std::array<std::uint32_t, 256> kTable = makeTable();
     rest = __builtin_ia32_crc32di(rest, word);
   }
   auto last = static_cast<std::uint32_t>(rest);
+  if (left >= sizeof(std::uint32_t)) {
+    std::uint32_t word;
+    std::memcpy(&word, at, sizeof word);
+    last = __builtin_ia32_crc32si(last, word);
+    at += sizeof word;
+    left -= sizeof word;
+  }
   for (; left > 0; ++at, --left) last = __builtin_ia32_crc32qi(last, static_cast<unsigned char>(*at));
   return ~last;
 }

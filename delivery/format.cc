@@ -69,13 +69,6 @@ bool getHeader(std::string_view text, std::uint32_t magic, BatchHeader& header) 
 
 std::uint64_t tableBytes(const BatchHeader& header) { return (std::uint64_t{header.events} + 1) * kEntryBytes; }
 
-std::uint32_t crcOf(std::string_view bytes, std::uint64_t number, std::uint32_t kind) {
-  char more[12];
-  for (std::size_t i = 0; i < 8; ++i) more[i] = static_cast<char>(number >> 8 * i & 0xFF);
-  for (std::size_t i = 0; i < 4; ++i) more[8 + i] = static_cast<char>(kind >> 8 * i & 0xFF);
-  return crc32c({more, sizeof more}, crc32c(bytes));
-}
-
 }  // namespace
 
 std::uint64_t BatchHeader::bytes() const { return 2 * (kHeaderBytes + tableBytes(*this)) + dataBytes; }
@@ -141,16 +134,15 @@ std::span<const std::string_view> BatchWriter::write(const Batch& batch, const P
   header.dataBytes = static_cast<std::uint32_t>(batch.data_.size() + positions_.size());
   tail_.clear();  // the table first, as the tail begins with it
   std::string_view data = batch.data_;
-  std::uint64_t number = header.first;
   for (const Batch::Entry& entry : batch.table_) {
     put(tail_, entry.bytes);
     put(tail_, entry.kind);
-    put(tail_, crcOf(data.substr(0, entry.bytes), number++, entry.kind));
+    put(tail_, crc32c(data.substr(0, entry.bytes)));
     data.remove_prefix(entry.bytes);
   }
   put(tail_, static_cast<std::uint32_t>(positions_.size()));
   put(tail_, std::uint32_t{0});
-  put(tail_, crcOf(positions_, number, 0));
+  put(tail_, crc32c(positions_));
   header.tableCrc = crc32c(tail_);
   head_.clear();
   putHeader(head_, header, kFrontMagic);
@@ -166,14 +158,30 @@ std::span<const std::string_view> BatchWriter::write(const Batch& batch, const P
 /// Up to `size` bytes of the file from `offset` on, fewer at the limit or the end.
 std::string_view SegmentScanner::view(std::uint64_t offset, std::uint64_t size) {
   size = offset < limit_ ? std::min(size, limit_ - offset) : 0;
-  if (offset < roomAt_ || offset + size > roomAt_ + room_.size()) {
-    room_.clear();
-    roomAt_ = offset;
-    const std::uint64_t ahead = std::min<std::uint64_t>(std::max<std::uint64_t>(size, kReadAhead), limit_ - offset);
-    error_ = size == 0 ? 0 : readSome(files_, file_, offset, ahead, room_);
-    if (error_ != 0) room_.clear();
+  if (size > 0 && (offset < roomAt_ || offset + size > roomAt_ + inRoom_)) {
+    load(offset, static_cast<std::size_t>(std::min(std::max<std::uint64_t>(size, kReadAhead), limit_ - offset)));
   }
-  return std::string_view(room_).substr(std::min<std::uint64_t>(offset - roomAt_, room_.size()), size);
+  if (offset < roomAt_ || offset >= roomAt_ + inRoom_) return {};
+  return std::string_view(room_.get(), inRoom_).substr(static_cast<std::size_t>(offset - roomAt_), size);
+}
+
+/// Reads `size` bytes from `offset` on, but for those that are there.
+void SegmentScanner::load(std::uint64_t offset, std::size_t size) {
+  const bool isBehind = offset >= roomAt_ && offset < roomAt_ + inRoom_;
+  const std::size_t begun = isBehind ? static_cast<std::size_t>(offset - roomAt_) : inRoom_;
+  const std::size_t kept = inRoom_ - begun;
+  if (size > roomBytes_) {
+    roomBytes_ = std::max(size, 2 * roomBytes_);
+    std::unique_ptr<char[]> larger(new char[roomBytes_]);  // not filled, as make_unique() would
+    if (kept > 0) std::memcpy(larger.get(), room_.get() + begun, kept);
+    room_ = std::move(larger);
+  } else if (kept > 0) {
+    std::memmove(room_.get(), room_.get() + begun, kept);
+  }
+  roomAt_ = offset;
+  inRoom_ = kept;
+  error_ = readSome(files_, file_, offset + kept, {room_.get() + kept, size - kept}, inRoom_);
+  if (error_ != 0) inRoom_ = 0;
 }
 
 bool SegmentScanner::next(Found& found, std::uint64_t from) {
@@ -248,13 +256,11 @@ bool SegmentScanner::readBatch(Found& found, std::uint64_t from) {
     const std::string_view entry = std::string_view(table).substr(std::size_t{i} * kEntryBytes, kEntryBytes);
     const std::uint64_t length = get<std::uint32_t>(entry, 0);
     if (at + length > end) break;
-    const std::uint32_t kind = get<std::uint32_t>(entry, 4);
     const std::string_view event = at + length <= bytes.size() ? bytes.substr(at, length) : std::string_view();
     at += length;
-    const std::uint64_t number = header.first + i;
-    if (event.size() != length || crcOf(event, number, kind) != get<std::uint32_t>(entry, 8)) continue;
+    if (event.size() != length || crc32c(event) != get<std::uint32_t>(entry, 8)) continue;
     if (i < header.events) {
-      found.events.push_back({number, kind, event});
+      found.events.push_back({header.first + i, get<std::uint32_t>(entry, 4), event});
     } else {
       found.hasPositions = true;
       found.positions = event;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -18,7 +19,7 @@
 /// digits, as in `000000000000002a.segment`. A segment is batches, one behind the other and nothing else. A batch is
 ///
 ///     header     48 bytes
-///     table      12 bytes for each event and for the positions: u32 bytes, u32 kind, u32 CRC
+///     table      12 bytes for each event and for the positions: u32 bytes, u32 kind, u32 CRC of the bytes
 ///     data       the events, then the positions
 ///     table      the same again
 ///     trailer    the header again, with another magic
@@ -28,8 +29,7 @@
 ///                u64 all events below were on the disk, u32 events, u32 bytes of data, u32 CRC of the table,
 ///                u32 1 when the positions are all there are, 0 when they are those that have changed
 ///
-/// Numbers are little-endian; each CRC is crc32c(), that of an event over its bytes, its number (u64) and its kind
-/// (u32).
+/// Numbers are little-endian; each CRC is crc32c().
 ///
 /// Events are numbered in their order, and no number is ever given twice, so that what an old file left on the disk,
 /// and what a reader has acknowledged, is never taken for something else. Some numbers are left out: behind a batch
@@ -146,6 +146,7 @@ class SegmentScanner {
 
  private:
   std::string_view view(std::uint64_t offset, std::uint64_t size);
+  void load(std::uint64_t offset, std::size_t size);
   bool find(Found& found);
   bool readBatch(Found& found, std::uint64_t from);
   bool readTable(const Found& found, std::string_view bytes, std::string& table, bool& isClean) const;
@@ -157,7 +158,9 @@ class SegmentScanner {
   std::uint64_t atLeast_ = 0;  ///< Number that the next batch has at least.
   std::uint64_t below_ = UINT64_MAX;
   int error_ = 0;
-  std::string room_;  ///< The file from `roomAt_` on.
+  std::unique_ptr<char[]> room_;  ///< `inRoom_` bytes of the file from `roomAt_` on.
+  std::size_t roomBytes_ = 0;
+  std::size_t inRoom_ = 0;
   std::uint64_t roomAt_ = 0;
 };
 

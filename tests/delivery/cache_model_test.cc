@@ -6,7 +6,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <random>
+#include <set>
 #include <string>
 
 #include "delivery/Cache.h"
@@ -35,6 +37,7 @@ struct Known {
   std::uint64_t sent = 0;                         ///< Events that may have gone in.
   std::uint64_t safe = 0;                         ///< Events that are safe.
   std::uint64_t acknowledged[kReaders] = {0, 0};  ///< Events that a reader may have acknowledged.
+  std::map<std::uint64_t, std::uint64_t> given;   ///< Which event a number belongs to, of those that were read.
 };
 
 class World {
@@ -80,7 +83,7 @@ class World {
       if (what < 45)
         append();
       else if (what < 65)
-        read(r);
+        readSome(r);
       else if (what < 80)
         acknowledge(r);
       else if (what < 84)
@@ -122,6 +125,10 @@ class World {
     const auto position = cache_->positions().find("s");
     const std::uint64_t before = sent_;
     sent_ = position == cache_->positions().end() ? 0 : std::stoull(position->second);
+    const auto tens = cache_->positions().find("tens");
+    const std::string text = tens == cache_->positions().end() ? "" : tens->second;
+    if (text != tensOf(sent_ / 10))
+      complain("positions that do not go together: " + text + " and " + std::to_string(sent_));
     if (isKilled_ && sent_ != before) complain("a killed process has left " + std::to_string(sent_));
     for (int r = 0; r < kReaders; ++r) {
       readers_[r] = cache_->reader("r" + std::to_string(r));
@@ -134,7 +141,9 @@ class World {
     const std::uint64_t count = random_() % 5;
     for (std::uint64_t i = 1; i <= count; ++i) batch_.add(eventText(sent_ + i), static_cast<std::uint32_t>(sent_ + i));
     batch_.setPosition("s", std::to_string(sent_ + count));
-    batch_.setPosition("other", random_() % 2 == 0 ? "" : "x");
+    // One that seldom changes, and goes at times.
+    const std::uint64_t tens = (sent_ + count) / 10;
+    if (tens != sent_ / 10) batch_.setPosition("tens", tensOf(tens));
     known_.sent = std::max(known_.sent, sent_ + count);
     if (sent_ + count == 0) return;
     const Cache::Result result = cache_->append(batch_, now_);
@@ -157,6 +166,11 @@ class World {
     known_.safe = sent_;
   }
 
+  void readSome(int r) {
+    while (read(r) && random_() % 4 != 0) {
+    }
+  }
+
   bool read(int r) {
     Reader::Events& events = events_[r];
     const Reader::Result result = readers_[r]->read(events);
@@ -168,8 +182,18 @@ class World {
                  std::string(event.bytes.substr(0, 20)));
       }
       ++expected_[r];
+      noteNumber(event);
     }
     return true;
+  }
+
+  static std::string tensOf(std::uint64_t tens) { return tens % 7 == 0 ? "" : std::to_string(tens); }
+
+  /// A number never stands for two events.
+  void noteNumber(const Event& event) {
+    if (known_.given.emplace(event.number, event.kind).first->second != event.kind) {
+      complain("number " + std::to_string(event.number) + " is given again");
+    }
   }
 
   void acknowledge(int r) {
@@ -186,6 +210,7 @@ class World {
         const std::uint64_t i = event.kind;
         if (event.bytes != eventText(i) || i > known_.sent)
           complain("an event that nobody sent: " + std::string(event.bytes));
+        noteNumber(event);
         if (!arrived.insert(i).second && options_.sync == Sync::kBatch) complain("comes twice: " + std::to_string(i));
       }
       readers_[r]->acknowledge(events.end);
@@ -252,6 +277,7 @@ class PowerLosses {
       Known both = then;
       both.safe = std::max(both.safe, known.safe);
       both.sent = std::max(both.sent, known.sent);
+      both.given.insert(known.given.begin(), known.given.end());
       if (depth < 2 && random_() % 4 == 0) look(of, both, depth + 1);
     };
     std::unique_ptr<MemoryFiles> left = files.afterPowerLoss(random_);

@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "delivery/Cache.h"
+#include "delivery/inspection.h"
 #include "tests/delivery/support/memory_files.h"
 
 namespace quillon::delivery {
@@ -154,6 +156,49 @@ TEST_F(Damage, AFileThatIsGoneIsMissedAndNothingElse) {
     files->erase(path);
     EXPECT_EQ(eventsBehind(files_.content(path), 0), lossOf(*files)) << path;
   }
+}
+
+TEST_F(Damage, RepairKeepsWhatCanBeReadAndTheOriginal) {
+  const auto repaired = [](MemoryFiles& files) {
+    std::vector<Repair> repairs;
+    std::string path;
+    EXPECT_EQ(0, repair(files, "d", repairs, path)) << path;
+    return repairs;
+  };
+  EXPECT_EQ(0U, repaired(*files_.copy()).size());
+  for (const std::string& path : segments()) {
+    const std::string& content = files_.content(path);
+    for (std::size_t at = 0; at < content.size(); ++at) {
+      const auto files = files_.copy();
+      files->content(path)[at] = static_cast<char>(content[at] ^ 0x40);
+      const std::string damaged = files->content(path);
+      const std::string lost = eventAt(content, at);
+      const std::vector<Repair> repairs = repaired(*files);
+      ASSERT_EQ(1U, repairs.size()) << path << " at " << at;
+      EXPECT_EQ(lost.empty() ? 0U : 1U, repairs[0].lost);
+      EXPECT_EQ(damaged, files->content(path + ".damaged"));
+      EXPECT_EQ(0U, repaired(*files).size());
+      // Nothing is missed any more, but for the event itself.
+      const std::string left = lossOf(*files);
+      EXPECT_EQ(lost.empty() ? "" : lost + "damaged 0 told: ", left) << path << " at " << at;
+    }
+  }
+}
+
+TEST_F(Damage, RepairReadsAroundWhatTheDiskDoesNotGive) {
+  const std::string path = segments()[1];
+  files_.fault = [](const std::string& call) { return call == "read" ? EIO : 0; };
+  std::string where;
+  CacheContents contents;
+  EXPECT_EQ(EIO, readContents(files_, "d", contents, where));
+  // The ledger can be read, and of one segment nothing.
+  int reads = 0;
+  files_.fault = [&reads](const std::string& call) { return call == "read" && ++reads <= 2 ? EIO : 0; };
+  std::vector<Repair> repairs;
+  const std::string lost = eventsBehind(files_.content(segments()[0]), 0);
+  EXPECT_EQ(0, repair(files_, "d", repairs, where)) << where;
+  files_.fault = nullptr;
+  EXPECT_TRUE(lossOf(files_).starts_with(lost));
 }
 
 TEST_F(Damage, WhatWasAcknowledgedIsNotMissed) {
