@@ -9,9 +9,9 @@
 
 #include "authoring/check/CheckedFile.h"
 #include "authoring/check/checks.h"
+#include "authoring/check/fixes.h"
 #include "authoring/report/finding_json.h"
 #include "authoring/report/finding_text.h"
-#include "authoring/check/fixes.h"
 #include "src/adapters/logfile/common/FormatReader.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 
