@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "authoring/CheckedFile.h"
-#include "authoring/checks.h"
-#include "authoring/finding_json.h"
-#include "authoring/finding_text.h"
-#include "authoring/fixes.h"
+#include "authoring/check/CheckedFile.h"
+#include "authoring/check/checks.h"
+#include "authoring/report/finding_json.h"
+#include "authoring/report/finding_text.h"
+#include "authoring/check/fixes.h"
 #include "src/adapters/logfile/common/FormatReader.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 

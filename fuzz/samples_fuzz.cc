@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "authoring/sampleFindings.h"
-#include "authoring/testReport.h"
+#include "authoring/samples/sample_findings.h"
+#include "authoring/samples/test_report.h"
 #include "src/adapters/logfile/common/FormatReader.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/utf8_text.h"

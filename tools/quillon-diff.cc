@@ -14,8 +14,8 @@
 #include <thread>
 #include <vector>
 
-#include "authoring/ChangeSummary.h"
-#include "authoring/SetComparison.h"
+#include "authoring/compare/ChangeSummary.h"
+#include "authoring/compare/SetComparison.h"
 #include "foundation/descriptor.h"
 #include "foundation/ordered_blocks.h"
 #include "program/Interruption.h"

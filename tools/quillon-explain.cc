@@ -10,8 +10,8 @@
 #include <optional>
 #include <string>
 
-#include "authoring/Explanation.h"
-#include "authoring/explanation_text.h"
+#include "authoring/explain/Explanation.h"
+#include "authoring/explain/explanation_text.h"
 #include "foundation/visible.h"
 #include "program/Interruption.h"
 #include "program/options.h"

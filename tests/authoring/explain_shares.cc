@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "authoring/Explanation.h"
+#include "authoring/explain/Explanation.h"
 #include "src/adapters/logfile/common/FormatReader.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"

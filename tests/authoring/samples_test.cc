@@ -1,4 +1,4 @@
-#include "authoring/Samples.h"
+#include "authoring/samples/Samples.h"
 
 #include <gtest/gtest.h>
 
@@ -6,11 +6,11 @@
 #include <string>
 #include <string_view>
 
-#include "authoring/CheckedFile.h"
-#include "authoring/SampleRunner.h"
-#include "authoring/checks.h"
-#include "authoring/sampleFindings.h"
-#include "authoring/testReport.h"
+#include "authoring/check/CheckedFile.h"
+#include "authoring/check/checks.h"
+#include "authoring/samples/SampleRunner.h"
+#include "authoring/samples/sample_findings.h"
+#include "authoring/samples/test_report.h"
 #include "foundation/visible.h"
 #include "src/adapters/logfile/common/FormatReader.h"
 #include "src/adapters/logfile/common/FormatSpec.h"

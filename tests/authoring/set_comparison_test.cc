@@ -1,6 +1,6 @@
 // What a change of formats does to messages.
 
-#include "authoring/SetComparison.h"
+#include "authoring/compare/SetComparison.h"
 
 #include <gtest/gtest.h>
 

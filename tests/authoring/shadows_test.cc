@@ -1,6 +1,6 @@
 // What is said about blocks that take messages from each other is held against every short message, bound one by one.
 
-#include "authoring/Shadows.h"
+#include "authoring/shadow/Shadows.h"
 
 #include <gtest/gtest.h>
 
@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "authoring/Proofs.h"
-#include "authoring/Retries.h"
-#include "authoring/matcher_checks.h"
+#include "authoring/check/matcher_checks.h"
+#include "authoring/shadow/Proofs.h"
+#include "authoring/shadow/Retries.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/match/Engine.h"
 #include "src/adapters/logfile/match/Matcher.h"

@@ -13,14 +13,14 @@
 #include <iterator>
 #include <memory>
 
-#include "authoring/CheckedFile.h"
-#include "authoring/checks.h"
-#include "authoring/finding_json.h"
-#include "authoring/finding_text.h"
-#include "authoring/fixes.h"
-#include "authoring/matcher_checks.h"
-#include "authoring/sampleFindings.h"
-#include "authoring/testReport.h"
+#include "authoring/check/CheckedFile.h"
+#include "authoring/check/checks.h"
+#include "authoring/check/fixes.h"
+#include "authoring/check/matcher_checks.h"
+#include "authoring/report/finding_json.h"
+#include "authoring/report/finding_text.h"
+#include "authoring/samples/sample_findings.h"
+#include "authoring/samples/test_report.h"
 #include "foundation/descriptor.h"
 #include "foundation/visible.h"
 #include "program/program.h"

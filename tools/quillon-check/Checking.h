@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "authoring/codes.h"
+#include "authoring/report/codes.h"
 
 namespace quillon {
 

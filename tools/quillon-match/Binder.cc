@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "authoring/compare/Coverage.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/utf8_text.h"
@@ -12,16 +13,23 @@
 namespace quillon {
 namespace {
 
+template <bool kMeasures>
 class FastBinder : public Binder {
  public:
   FastBinder(std::shared_ptr<const FormatSet> formats, bool fromEventLog)
       : matcher_(std::move(formats)), fromEventLog_(fromEventLog) {}
 
   const Bound* bind(std::string_view message) override {
-    const Match* const match = matcher_.bind(decoder_.decode(message), fromEventLog_);
+    const std::string_view decoded = decoder_.decode(message);
+    const Match* const match =
+        kMeasures ? matcher_.bindTimed(decoded, fromEventLog_) : matcher_.bind(decoded, fromEventLog_);
     if (!match) return nullptr;
     bound_ = {match->place, match->eventId, match->values, decoder_.changesNothing() ? message : std::string_view()};
     return &bound_;
+  }
+
+  void tell(Coverage& coverage) const override {
+    if (kMeasures) coverage.add(matcher_);
   }
 
  private:
@@ -64,7 +72,11 @@ class PlainBinder : public Binder {
 }  // namespace
 
 std::unique_ptr<Binder> makeFastBinder(std::shared_ptr<const FormatSet> formats, bool fromEventLog) {
-  return std::make_unique<FastBinder>(std::move(formats), fromEventLog);
+  return std::make_unique<FastBinder<false>>(std::move(formats), fromEventLog);
+}
+
+std::unique_ptr<Binder> makeMeasuringBinder(std::shared_ptr<const FormatSet> formats, bool fromEventLog) {
+  return std::make_unique<FastBinder<true>>(std::move(formats), fromEventLog);
 }
 
 std::unique_ptr<Binder> makePlainBinder(LogDriver& driver, bool fromEventLog) {

@@ -10,6 +10,7 @@ class LogDriver;
 
 namespace quillon {
 
+class Coverage;
 class FormatSet;
 
 /// A message that was bound.
@@ -27,10 +28,15 @@ class Binder {
   /// Null when no format binds `message`, behind which MessageBlock::kSlack bytes can be read. The result is valid
   /// until the next call, and no longer than `message`.
   virtual const Bound* bind(std::string_view message) = 0;
+  /// Adds to `coverage` what was bound; nothing unless that was asked for when this object was made.
+  virtual void tell(Coverage& /*coverage*/) const {}
 };
 
 /// One for each thread.
 std::unique_ptr<Binder> makeFastBinder(std::shared_ptr<const FormatSet> formats, bool fromEventLog);
+
+/// The same, which measures what it does.
+std::unique_ptr<Binder> makeMeasuringBinder(std::shared_ptr<const FormatSet> formats, bool fromEventLog);
 
 /// Runs on LogDriver::bind(), which is what binding means. One in a process, and in one thread.
 std::unique_ptr<Binder> makePlainBinder(LogDriver& driver, bool fromEventLog);

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "foundation/visible.h"
 #include "tools/quillon-match/options.h"
@@ -18,7 +19,12 @@ constexpr std::size_t kCollected = 1'048'576;
 MatchWorker::MatchWorker(MatchRun& run)
     : run_(run), binder_(run.makeBinder()), writer_(run.forms), counts_(run.forms->size()) {}
 
-MatchWorker::~MatchWorker() { run_.statistics.add(counts_); }
+MatchWorker::~MatchWorker() {
+  run_.statistics.add(counts_);
+  if (!run_.coverage) return;
+  const std::lock_guard lock(run_.ending);
+  binder_->tell(*run_.coverage);
+}
 
 bool MatchWorker::take() {
   try {
@@ -40,6 +46,7 @@ void MatchWorker::work(Turn& turn) {
 
 void MatchWorker::give() {
   flush();
+  if (run_.coverage) run_.coverage->add(std::move(shapes_));
   const bool hasFailed = run_.events.error() != 0 || (run_.unmatched && run_.unmatched->error() != 0);
   if (hasFailed || run_.exhausted) run_.input.stop();
 }
@@ -96,6 +103,7 @@ void MatchWorker::writeLargeEvent() {
 
 void MatchWorker::keepUnmatched(std::string_view message) {
   ++counts_.unmatched;
+  if (run_.coverage) shapes_.add(message);
   if (!run_.unmatched) return;
   const std::string_view newline = message.ends_with('\n') ? "" : "\n";
   if (unmatched_.text().size() + message.size() > kCollected) flush();

@@ -4,9 +4,12 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string_view>
 #include <vector>
 
+#include "authoring/compare/Coverage.h"
+#include "authoring/compare/MessageShapes.h"
 #include "foundation/line_buffer.h"
 #include "foundation/ordered_blocks.h"
 #include "src/adapters/logfile/event/EventWriter.h"
@@ -24,6 +27,7 @@ struct MatchRun {
   Output& events;
   Output* unmatched;  ///< Null when messages that no format binds are not kept.
   Statistics& statistics;
+  Coverage* coverage;  ///< Null when nobody asks for it.
   std::shared_ptr<const EventForms> forms;
   std::function<std::unique_ptr<Binder>()> makeBinder;
   char delimiter;
@@ -31,6 +35,7 @@ struct MatchRun {
   bool showsControls;     ///< For a terminal: control characters are made visible.
   bool survivesNoMemory;  ///< The binder does: a large message that there is no memory for can be passed over.
 
+  std::mutex ending{};                  ///< While a worker that goes adds to the coverage.
   std::atomic<bool> exhausted = false;  ///< Set when the run has ended for want of memory.
 };
 
@@ -61,6 +66,7 @@ class MatchWorker : public BlockWorker {
   EventWriter writer_;
   MessageBlock block_;
   MatchCounts counts_;
+  MessageShapes shapes_;  ///< Of unmatched messages of the block at hand, for the coverage.
   Turn* turn_ = nullptr;  ///< Of the block at hand.
   LineBuffer events_;
   LineBuffer unmatched_;

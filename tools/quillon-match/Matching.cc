@@ -7,8 +7,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <optional>
 #include <thread>
 
+#include "authoring/compare/Coverage.h"
 #include "foundation/visible.h"
 #include "program/Interruption.h"
 #include "program/program.h"
@@ -19,6 +21,8 @@
 
 namespace quillon {
 namespace {
+
+constexpr std::size_t kMostShapes = 100;  ///< Of unmatched messages that are shown.
 
 std::vector<std::string> classes(const LogDriver& driver) {
   std::vector<std::string> names;
@@ -36,6 +40,8 @@ void arrange(LogDriver& driver, bool fileOrder) {
 std::function<std::unique_ptr<Binder>()> binders(const MatchOptions& options, LogDriver& driver) {
   const bool eventLog = options.eventLog;
   if (options.engine == "plain") return [&driver, eventLog] { return makePlainBinder(driver, eventLog); };
+  if (options.coverage)
+    return [formats = FormatSet::make(driver), eventLog] { return makeMeasuringBinder(formats, eventLog); };
   return [formats = FormatSet::make(driver), eventLog] { return makeFastBinder(formats, eventLog); };
 }
 
@@ -85,10 +91,13 @@ int match(const MatchOptions& options) {
   LogInput input({kMatchProgram, options.delimiter(), options.maxMessage, isWritten}, options.logs);
   Output events(STDOUT_FILENO);
   Output unmatched(unmatchedFile.get());
+  std::optional<Coverage> coverage;
+  if (options.coverage) coverage.emplace(driver);
   MatchRun run{.input = input,
                .events = events,
                .unmatched = unmatchedFile ? &unmatched : nullptr,
                .statistics = statistics,
+               .coverage = coverage ? &*coverage : nullptr,
                .forms = nullptr,
                .makeBinder = binders(options, driver),
                .delimiter = options.delimiter(),
@@ -106,6 +115,7 @@ int match(const MatchOptions& options) {
   succeeded = allWritten(events, "standard output") && succeeded;
   succeeded = allWritten(unmatched, options.unmatched) && succeeded;
   if (options.stats) statistics.write(stderr);
+  if (coverage) std::fputs(coverage->text(kMostShapes).c_str(), stderr);
   Interruption::endIfAsked();
   return succeeded ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,6 +1,7 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <cstdio>
 #include <optional>
 
 #include "program/options.h"
@@ -16,6 +17,10 @@ int main(int argc, char* argv[]) {
                quillon::kMatchProgram);
   quillon::describe(app, options);
   if (const std::optional<int> status = quillon::parseOptions(app, argc, argv)) return *status;
+  if (options.coverage && options.engine != "fast") {
+    std::fprintf(stderr, "%s: --coverage needs --engine fast\n", quillon::kMatchProgram);
+    return quillon::kWrongUsage;
+  }
   if (options.logs.empty()) options.logs.emplace_back("-");
   return quillon::match(options);
 }

@@ -34,6 +34,7 @@ void describe(CLI::App& app, MatchOptions& options) {
       ->type_name("NAME")
       ->take_last();
   app.add_flag("--stats", options.stats, "End with a summary on standard error");
+  app.add_flag("--coverage", options.coverage, "End with what the log has made of each block, on standard error");
   app.add_flag("--line-buffered", options.lineBuffered, "Write each line at once, as to a terminal");
 }
 

@@ -25,6 +25,7 @@ struct MatchOptions {
   std::string unmatched;  ///< Empty: not kept.
   bool eventLog = false;
   bool stats = false;
+  bool coverage = false;
   bool lineBuffered = false;
 
   char delimiter() const { return nulEnded ? '\0' : '\n'; }

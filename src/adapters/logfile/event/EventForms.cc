@@ -31,12 +31,15 @@ std::string utf8(std::string_view text) {
   return converted.text();
 }
 
+bool isIn(const MsgMapEntry& entry, EventSlots slots) { return slots == EventSlots::kAll || entry.mapped(); }
+
 /// The names of the slots of `format` as an object has them: UTF-8, and each only once.
-std::vector<std::string> objectKeys(const FormatSpec& format) {
+std::vector<std::string> objectKeys(const FormatSpec& format, EventSlots slots) {
   std::vector<std::string> names;
   std::set<std::string> taken;
   std::string room;
   for (const MsgMapEntry* entry : format.getMaps()) {
+    if (!isIn(*entry, slots)) continue;
     names.push_back(utf8(entry->getName().view()));
     if (repairUtf8(names.back(), room) == names.back()) taken.insert(names.back());
   }
@@ -54,7 +57,7 @@ std::vector<std::string> objectKeys(const FormatSpec& format) {
 /// Takes the formats apart, one after the other.
 class EventForms::Builder {
  public:
-  explicit Builder(EventForms& forms) : forms_(forms) {}
+  Builder(EventForms& forms, EventSlots slots) : forms_(forms), slots_(slots) {}
 
   void add(FormatSpec& format, std::size_t id) {
     mark();
@@ -83,6 +86,7 @@ class EventForms::Builder {
   void addLine(FormatSpec& format) {
     (text_ += "EVENT ") += format.getName().view();
     for (MsgMapEntry* entry : format.getMaps()) {
+      if (!isIn(*entry, slots_)) continue;
       ((text_ += " `") += entry->getName().view()) += "=";
       slot(*entry, format);
       text_ += "'";
@@ -94,9 +98,10 @@ class EventForms::Builder {
     text_ += "{\"class\":\"";
     appendJson(text_, utf8(format.getName().view()));
     text_ += "\",\"event_id\":" + std::to_string(id) + ",\"slots\":{";
-    const std::vector<std::string> keys = objectKeys(format);
+    const std::vector<std::string> keys = objectKeys(format, slots_);
     std::size_t i = 0;
     for (MsgMapEntry* entry : format.getMaps()) {
+      if (!isIn(*entry, slots_)) continue;
       text_ += i == 0 ? "\"" : ",\"";
       appendJson(text_, keys[i++]);
       text_ += "\":\"";
@@ -189,14 +194,15 @@ class EventForms::Builder {
   }
 
   EventForms& forms_;
+  const EventSlots slots_;
   std::array<Piece, 1024> known_{};  ///< Texts that came lately: most come again in other formats.
   std::string text_;                 ///< Of the next piece,
   std::string constant_;             ///< and behind it what must still be escaped.
 };
 
-std::shared_ptr<const EventForms> EventForms::make(const LogDriver& driver, EventForm form) {
+std::shared_ptr<const EventForms> EventForms::make(const LogDriver& driver, EventForm form, EventSlots slots) {
   std::shared_ptr<EventForms> forms(new EventForms(form));
-  Builder builder(*forms);
+  Builder builder(*forms, slots);
   std::vector<FormatSpec*> formats;
   for (FormatSpec* format : driver.getFormats()) formats.push_back(format);
   for (std::size_t i = 0; i < formats.size(); ++i) {

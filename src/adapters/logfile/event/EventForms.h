@@ -21,13 +21,21 @@ enum class EventForm {
   kJson,
 };
 
+enum class EventSlots {
+  kAll,
+  /// Those that the class definition maps. A slot that was written with "-" is there for PRINTF, and to be selected by;
+  /// the event that is delivered does not have it.
+  kMapped,
+};
+
 /// How the events of all formats of a driver are written in one form. All that is known before a message comes is
 /// prepared: texts are escaped, constants inserted, each PRINTF is taken apart. Never changes, refers to nothing of the
 /// driver, and is shared by threads; EventWriter writes with it.
 class EventForms {
  public:
   /// Of the driver's formats, in the order of its list.
-  static std::shared_ptr<const EventForms> make(const LogDriver& driver, EventForm form);
+  static std::shared_ptr<const EventForms> make(const LogDriver& driver, EventForm form,
+                                                EventSlots slots = EventSlots::kAll);
 
   EventForm form() const { return form_; }
   /// The number of formats.

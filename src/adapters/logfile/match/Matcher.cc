@@ -1,6 +1,7 @@
 #include "src/adapters/logfile/match/Matcher.h"
 
 #include <algorithm>
+#include <chrono>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -24,8 +25,9 @@ class Matcher::State {
     room_.fit(engine_.literal);
   }
 
+  template <bool kTimed>
   const Match* bind(std::string_view text, bool fromEventLog) {
-    const Match* const match = find(text, fromEventLog);
+    const Match* const match = find<kTimed>(text, fromEventLog);
     if (match) ++counts_[match->place].bound;
     return match;
   }
@@ -50,9 +52,27 @@ class Matcher::State {
 
   const FormatCounts& counts(std::uint32_t place) const { return counts_[place]; }
 
+  void time() { times_.resize(formats_.size()); }
+  std::chrono::nanoseconds time(std::uint32_t place) const {
+    return times_.empty() ? std::chrono::nanoseconds() : times_[place];
+  }
+
  private:
   static constexpr std::uint32_t kNone = UINT32_MAX;
 
+  /// Does `attempt`, which is at the format at `place`, and when asked for adds what it takes to that one's time.
+  template <bool kTimed, class Attempt>
+  void timed(std::uint32_t place, const Attempt& attempt) {
+    if constexpr (kTimed) {
+      const auto start = std::chrono::steady_clock::now();
+      attempt();
+      times_[place] += std::chrono::steady_clock::now() - start;
+    } else {
+      attempt();
+    }
+  }
+
+  template <bool kTimed>
   const Match* find(std::string_view text, bool fromEventLog) {
     words_.scan(text);
     message_.reset();
@@ -61,30 +81,36 @@ class Matcher::State {
     // Where a newline is white space as well as part of a word, words mean nothing. With steps that stay from one
     // format to the next, no format can be left out.
     if ((fromEventLog && words_.hasNewline()) || words_.tooMany() || !engine_.literal.starFallback()) {
-      return bindInOrder(fromEventLog);
+      return bindInOrder<kTimed>(fromEventLog);
     }
-    if (!engine_.fixed.empty()) tryFixed();
-    engine_.index.find(words_, [this](const Index::Candidate* candidate) { tryLeaf(candidate); });
+    if (!engine_.fixed.empty()) tryFixed<kTimed>();
+    engine_.index.find(words_, [this](const Index::Candidate* candidate) { tryLeaf<kTimed>(candidate); });
     return result();
   }
 
+  template <bool kTimed>
   const Match* bindInOrder(bool fromEventLog) {
     message_.emplace(std::string_view(words_.text(), words_.size()), fromEventLog);
-    for (std::uint32_t place = 0; place < formats_.size() && best_ == kNone; ++place) tryLiterally(place);
+    for (std::uint32_t place = 0; place < formats_.size() && best_ == kNone; ++place)
+      timed<kTimed>(place, [this, place] { tryLiterally(place); });
     return result();
   }
 
+  template <bool kTimed>
   [[gnu::noinline]] void tryFixed() {
     engine_.fixed.find(words_, places_);
-    for (std::size_t i = 0; i < places_.size() && best_ == kNone; ++i) tryLiterally(places_[i]);
+    for (std::size_t i = 0; i < places_.size() && best_ == kNone; ++i)
+      timed<kTimed>(places_[i], [this, i] { tryLiterally(places_[i]); });
   }
 
   /// Leaves may come in any order, and so the best one so far is kept while others are tried.
+  template <bool kTimed>
   void tryLeaf(const Index::Candidate* candidate) {
     if (candidate->program != FirstPass::kNoProgram) engine_.firstPass.expect(candidate->program);
     for (;; ++candidate) {
       if (candidate->place >= best_) return;
-      if (Index::suits(*candidate, words_)) tryCandidate(*candidate);
+      if (Index::suits(*candidate, words_))
+        timed<kTimed>(candidate->place, [this, candidate] { tryCandidate(*candidate); });
       if (candidate->check.last) return;
     }
   }
@@ -150,6 +176,7 @@ class Matcher::State {
   std::uint32_t best_ = kNone;
   Match match_{};
   std::vector<FormatCounts> counts_;
+  std::vector<std::chrono::nanoseconds> times_;  ///< Empty until they are asked for.
 };
 
 Matcher::Matcher(std::shared_ptr<const FormatSet> formats)
@@ -157,7 +184,14 @@ Matcher::Matcher(std::shared_ptr<const FormatSet> formats)
 
 Matcher::~Matcher() = default;
 
-const Match* Matcher::bind(std::string_view message, bool fromEventLog) { return state_->bind(message, fromEventLog); }
+const Match* Matcher::bind(std::string_view message, bool fromEventLog) {
+  return state_->bind<false>(message, fromEventLog);
+}
+
+const Match* Matcher::bindTimed(std::string_view message, bool fromEventLog) {
+  state_->time();
+  return state_->bind<true>(message, fromEventLog);
+}
 
 const Match* Matcher::bind(std::string_view message, bool fromEventLog, Recorder& recorder) {
   return state_->bind(message, fromEventLog, recorder);
@@ -173,5 +207,7 @@ const Match* Matcher::bindOne(std::uint32_t place, std::string_view message, boo
 }
 
 FormatCounts Matcher::counts(std::uint32_t place) const { return state_->counts(place); }
+
+std::chrono::nanoseconds Matcher::time(std::uint32_t place) const { return state_->time(place); }
 
 }  // namespace quillon

@@ -1,6 +1,7 @@
 #ifndef QUILLON_SRC_ADAPTERS_LOGFILE_MATCH_MATCHER_H_
 #define QUILLON_SRC_ADAPTERS_LOGFILE_MATCH_MATCHER_H_
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -46,6 +47,9 @@ class Matcher {
   /// the message ends in, and have no influence. `fromEventLog` makes newlines white space.
   const Match* bind(std::string_view message, bool fromEventLog = false);
 
+  /// The same, and measures the time that each format takes, which costs about 50 ns for each that is tried.
+  const Match* bindTimed(std::string_view message, bool fromEventLog = false);
+
   /// The same, with every attempt told to `recorder`: all formats are tried in their order up to the one that binds, as
   /// if there were no index. Nothing is counted.
   const Match* bind(std::string_view message, bool fromEventLog, Recorder& recorder);
@@ -56,6 +60,8 @@ class Matcher {
 
   /// Of the format at `place`.
   FormatCounts counts(std::uint32_t place) const;
+  /// What its trials by bindTimed() have taken.
+  std::chrono::nanoseconds time(std::uint32_t place) const;
 
  private:
   class State;
