@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "authoring/JsonText.h"
+#include "authoring/report/JsonText.h"
 #include "delivery/inspection.h"
 #include "foundation/visible.h"
 #include "program/options.h"

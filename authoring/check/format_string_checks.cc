@@ -68,7 +68,7 @@ class FormatStringChecks {
       Finding& found = findings_.add(FindingCode::kWidthIsText, field,
                                      quoted(file_.at(field)) + " is text: " + plain + " takes no width");
       found.hint = "write " + plain;
-      found.fix = Fix{"remove the width", {{placeIn(place.line, column + 1, digits), ""}}};
+      if (letter == 't') found.hint += ", and count it among the variables";
       return;
     }
     Finding& found =

@@ -87,6 +87,8 @@ TEST(FileModel, OldFaultsStayAway) {
        "rename(3,731)"),
       "setting 58 : part(1,606) wait(3,409) move(5,321) stop(5,664) move(1,802) copy(5,757) renameLater(3,335)",
       "setting 7 : part(1,393) poll(4,612) copy(5,160) poll(0,769) truncate(4,64) copy(5,192)",
+      ("setting 10 : append(3,737) poll(4,517) copy(0,36) rename(0,62) poll(5,452) rename(2,979) rename(0,513) "
+       "renameLater(0,113)"),
   };
   const ScratchDirectory memory(inMemory()), disk;
   for (const char* const sequence : sequences) {

@@ -41,6 +41,8 @@ class FileSourceScript : public testing::Test {
     } else if (verb == "cut") {
       fs::resize_file(world.at(one), std::stoul(two));
       world.stamp(one);
+    } else if (verb == "as") {  // when the other was written
+      fs::last_write_time(world.at(one), fs::last_write_time(world.at(two)));
     } else if (verb == "delete") {
       fs::remove(world.at(one));
     } else if (verb == "link") {
@@ -112,6 +114,15 @@ TEST_F(FileSourceScript, KeepsFilesApart) {
       {"add a 1$; start; look; stop; add a 2$; move a a.2; add a 3$; move a a.1; add a 4$; start; look",
        "a:1 a:2 a:3 a:4"},
       {"add a 1%$; start; look; copy a a.2; cut a 0; add a 3$; copy a a.1; cut a 0; add a 4$; look", "a:1% a:3 a:4"},
+      // Copied, cut, written again, and then renamed or deleted: what was written last is there.
+      {"add a 1%$; start; look; copy a a.2; cut a 0; add a 2$; move a a.1; add a 3$; look; delete a.1; look",
+       "a:1% a:2 a:3"},
+      {"add a 1%$; start; look; copy a a.1; cut a 0; add a 2$; delete a; add a 3$; look", "a:1% a:2 a:3"},
+      // Within one tick of the clock, numbered upwards or downwards.
+      {"add a 1$; start; look; move a a.8; add a 2$; move a a.9; add a 3$; as a a.9; move a a.10; add a 4$; look",
+       "a:1 a:2 a:3 a:4"},
+      {"add a 1$; start; look; move a a.3; add a 2$; move a a.2; add a 3$; as a a.2; move a a.1; add a 4$; look",
+       "a:1 a:2 a:3 a:4"},
       // Not taken for a copy of the one before.
       {"add a 1$2$; start; look; move a a.1; add a 1$; move a a.2; look", "a:1 a:2 a:1"},
       {"add c 1$2$; start; look; move c c.1; add c 1$; move c c.2; look", "c:1 c:2 c.2:1"},

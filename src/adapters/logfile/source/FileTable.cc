@@ -195,6 +195,12 @@ void FileTable::close(FollowedFile& file) {
   open_.erase(file.openPlace);
 }
 
+void FileTable::handOver(FollowedFile& from, FollowedFile& to) {
+  to.descriptor = std::exchange(from.descriptor, Descriptor());
+  to.openPlace = from.openPlace;
+  *to.openPlace = &to;
+}
+
 void FileTable::updatePlace(FollowedFile& file) {
   FileStatus status;
   if (!file.descriptor || !lookAtFile(file.descriptor.get(), status)) return;

@@ -54,6 +54,8 @@ class FileTable {
   /// False with errno when it cannot be opened, ESTALE when another file is there.
   [[nodiscard]] bool open(FollowedFile& file);
   void close(FollowedFile& file);
+  /// Gives the descriptor of `from`, which is open, to `to`, which is not.
+  static void handOver(FollowedFile& from, FollowedFile& to);
   /// Finds out where a file that is open is now, if it is anywhere.
   void updatePlace(FollowedFile& file);
 

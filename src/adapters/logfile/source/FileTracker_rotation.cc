@@ -25,6 +25,15 @@ std::string join(const std::string& directory, const std::string& name) {
   return (directory == "/" ? "" : directory) + '/' + name;
 }
 
+/// The digits of a name, as a number modulo 2^64. Names that differ in one number are in the order of that.
+std::uint64_t numberIn(const std::string& name) {
+  std::uint64_t number = 0;
+  for (const char c : name) {
+    if (c >= '0' && c <= '9') number = number * 10 + static_cast<std::uint64_t>(c - '0');
+  }
+  return number;
+}
+
 /// When the file was made, as far as that can be known.
 std::int64_t bornAt(const FileStatus& status) { return status.identity.born ? status.identity.born : status.changed; }
 
@@ -35,7 +44,9 @@ void FileTracker::overwritten(FollowedFile& file, TimePoint now) {
   FileStatus status;
   // The text that is there now is of interest if it was written while the file was to be followed.
   if ((!file.isAway() || file.id == leaving_) && file.descriptor && lookAtFile(file.descriptor.get(), status)) {
+    table_.updatePlace(file);  // by its path it may not be found any more
     fresh = &table_.add(file.path, file.place, status.identity);
+    table_.handOver(file, *fresh);
     fresh->grew = now;
     fresh->stream = file.stream;
     if (!file.isAway()) rebind(file, *fresh);
@@ -121,6 +132,15 @@ void FileTracker::findBetween(const Change& change, TimePoint now) {
   follows(*file, std::exchange(entry->second.former, file->id));
 }
 
+/// Files that were rotated within one tick of the clock have the same times. Whether rotation counts up or down, the
+/// oldest of them has the number next to that of the file before them.
+std::uint64_t FileTracker::numberOfFormer(const Path& entry) {
+  FollowedFile* const former = table_.find(entry.former);
+  if (!former) return 0;
+  table_.updatePlace(*former);
+  return numberIn(nameOf(former->place));
+}
+
 /// Takes up the files that stood at the path and were rotated away since it was last looked at, the oldest first.
 void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoint now) {
   if (entry.lookedAt == 0) return;
@@ -131,9 +151,12 @@ void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoi
     if (isGeneration(join(directory, name), path, entry, now, status))
       found.emplace_back(join(directory, name), status);
   }
-  std::sort(found.begin(), found.end(), [](const auto& one, const auto& other) {
-    return std::pair(bornAt(one.second), one.second.modified) < std::pair(bornAt(other.second), other.second.modified);
-  });
+  const std::uint64_t last = found.size() > 1 ? numberOfFormer(entry) : 0;
+  const auto age = [last](const auto& file) {
+    const std::uint64_t number = numberIn(nameOf(file.first));
+    return std::tuple(bornAt(file.second), file.second.modified, std::min(number - last, last - number));
+  };
+  std::sort(found.begin(), found.end(), [&](const auto& one, const auto& other) { return age(one) < age(other); });
   for (const auto& [place, status] : found) {
     if (known(status.identity, now)) continue;  // by now: another one goes on in it
     const FollowedFile* const former = table_.find(entry.former);
