@@ -103,7 +103,8 @@ int replaceUnreadable(Files& files, const std::string& directory, std::string& p
     std::uint64_t first = 0;
     std::string text;
     if (!isSegmentName(name, first)) continue;
-    path = directory + '/' + name;
+    path = directory;
+    path.append("/").append(name);
     const int unreadable = readWhole(files, path, text);
     if (unreadable == 0) continue;
     if (unreadable != EIO) return unreadable;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -38,6 +39,7 @@ class CacheTest : public testing::Test {
     for (int i = 0; i < count && result == Cache::Result::kTaken; ++i) {
       Batch batch;
       batch.add(std::to_string(sent_ + 1) + std::string(50, ' '));
+      batch.setPosition("s", std::to_string(sent_ + 1));
       result = cache_->append(batch, now);
       if (result == Cache::Result::kTaken) ++sent_;
     }
@@ -156,6 +158,54 @@ TEST_F(CacheTest, SafeMeansWhatWasAskedFor) {
       safe += ' ' + std::to_string(cache->safe());
     }
     EXPECT_EQ(c.expected, safe);
+  }
+}
+
+// What an earlier process did not finish is not there, however many segments it began, and stays away when others
+// follow.
+TEST_F(CacheTest, WhatWasNeverFinishedStaysAway) {
+  options_.sync = Sync::kOff;
+  open();
+  append(12);
+  ASSERT_LE(4U, files_.paths().size());
+  const auto left = files_.copy();
+  std::vector<std::string> paths = left->paths();
+  std::erase_if(paths, [](const std::string& path) { return !path.ends_with(".segment"); });
+  for (std::size_t i = 1; i < paths.size(); ++i) {
+    std::string& content = left->content(paths[i]);
+    for (std::size_t at = 0; (at = content.find("   ", at)) != std::string::npos; at += 50) content[at] = '?';
+  }
+  for (const char* const expected : {"1 2 ", "1 2 13 "}) {
+    std::string error;
+    const auto cache = Cache::open(options_, error, *left);
+    ASSERT_TRUE(cache) << error;
+    const std::string arrived = read(*cache->reader("r"), false);
+    EXPECT_EQ(expected, arrived);
+    EXPECT_EQ(0U, cache->counts().damaged);
+    Batch batch;
+    batch.add("13");
+    EXPECT_EQ(Cache::Result::kTaken, cache->append(batch));
+  }
+}
+
+TEST_F(CacheTest, ASegmentGoesOnlyWhenAnotherHasThePositionsForGood) {
+  options_.sync = Sync::kOff;
+  options_.replayWindow = milliseconds(0);
+  open();
+  const auto reader = cache_->reader("r");
+  append(2);
+  EXPECT_TRUE(cache_->sync());
+  append(10);
+  read(*reader, true);
+  cache_->tidy();
+  std::mt19937_64 random(1);
+  for (int i = 0; i < 300; ++i) {
+    std::string error;
+    const auto left = files_.afterPowerLoss(random);
+    const auto cache = Cache::open(options_, error, *left);
+    ASSERT_TRUE(cache) << error;
+    ASSERT_TRUE(cache->positions().contains("s"));
+    EXPECT_LE(2, std::stoi(cache->positions().at("s")));
   }
 }
 
