@@ -46,7 +46,7 @@ void FileTracker::overwritten(FollowedFile& file, TimePoint now) {
   if ((!file.isAway() || file.id == leaving_) && file.descriptor && lookAtFile(file.descriptor.get(), status)) {
     table_.updatePlace(file);  // by its path it may not be found any more
     fresh = &table_.add(file.path, file.place, status.identity);
-    table_.handOver(file, *fresh);
+    FileTable::handOver(file, *fresh);
     fresh->grew = now;
     fresh->stream = file.stream;
     if (!file.isAway()) rebind(file, *fresh);
