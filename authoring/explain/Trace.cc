@@ -1,5 +1,6 @@
 #include "authoring/explain/Trace.h"
 
+#include <algorithm>
 #include <tuple>
 #include <utility>
 
@@ -23,11 +24,10 @@ void Trace::leftOverAt(std::uint32_t from) {
 void Trace::goesBack(int variable, std::uint32_t /*from*/, int failures) {
   tried_.attempts = failures + 1;
   isStopped_ = false;
-  while (!chain_.empty()) {
-    const bool isThat = chain_.back().variable == variable;
-    chain_.pop_back();
-    if (isThat) break;
-  }
+  // A field that has failed itself is not in the chain, and all that is stays.
+  const auto field =
+      std::find_if(chain_.begin(), chain_.end(), [variable](const Trial& trial) { return trial.variable == variable; });
+  chain_.erase(field, chain_.end());
 }
 
 void Trace::ends(Outcome outcome) {

@@ -62,6 +62,22 @@ TEST(Explanation, SaysWhereTheNearestBlockStopped) {
   for (const Case& c : cases) EXPECT_EQ(c.expected, nearest(c.formats, c.message)) << c.message;
 }
 
+/// What Comparison::plain() gives.
+std::string verdict(const Explanation& explanation) {
+  if (!explanation.bound) return "none";
+  const BoundBlock& bound = *explanation.bound;
+  std::string text = std::to_string(bound.place) + ":";
+  for (const Taken& taken : bound.taken) {
+    if (taken.variable <= 64) (text += taken.variable == 1 ? " " : "|") += taken.text;
+  }
+  return text;
+}
+
+/// $3 fails itself on the way, and what $1 has taken stays.
+TEST(Explanation, KeepsWhatStandsBeforeAFieldThatFails) {
+  EXPECT_EQ("0: q| bb abb bb a|a|a", verdict(explained({"x %s%s* %2sa%s"}, "x q bb abb bb a aaa")));
+}
+
 TEST(Explanation, TellsTheLimitOfAttempts) {
   std::string marks;
   for (int i = 0; i < 110; ++i) marks += "a! ";
@@ -75,17 +91,6 @@ TEST(Explanation, NamesNearBlocksBesideGeneralOnesOnly) {
   const Explanation hidden = explained({"login %s*", "login of %s"}, "login of ann");
   ASSERT_EQ(1U, hidden.nearest.size());
   EXPECT_TRUE(hidden.nearest[0].binds);
-}
-
-/// What Comparison::plain() gives.
-std::string verdict(const Explanation& explanation) {
-  if (!explanation.bound) return "none";
-  const BoundBlock& bound = *explanation.bound;
-  std::string text = std::to_string(bound.place) + ":";
-  for (const Taken& taken : bound.taken) {
-    if (taken.variable <= 64) (text += taken.variable == 1 ? " " : "|") += taken.text;
-  }
-  return text;
 }
 
 std::uint64_t numberIn(const char* variable, std::uint64_t otherwise) {
