@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string_view>
 
-#include "adapter/address.h"
+#include "config/address.h"
 #include "src/adapters/logfile/source/PathScanner.h"
 
 namespace quillon {

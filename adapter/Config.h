@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "adapter/FormatFile.h"
-#include "adapter/TomlTable.h"
+#include "config/TomlTable.h"
 #include "src/adapters/logfile/event/EventForms.h"
 #include "src/adapters/logfile/source/DatagramSource.h"
 #include "src/adapters/logfile/source/FifoSource.h"

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "foundation/descriptor.h"
+#include "foundation/json_text.h"
 #include "foundation/visible.h"
-#include "src/adapters/logfile/event/json_text.h"
 
 namespace quillon {
 namespace {

@@ -14,8 +14,8 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/json_text.h"
 #include "foundation/visible.h"
-#include "src/adapters/logfile/event/json_text.h"
 #include "src/adapters/logfile/source/FileRecord.h"
 #include "src/adapters/logfile/source/StateFile.h"
 

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "delivery/Cache.h"
+#include "delivery/cache/Cache.h"
 #include "foundation/descriptor.h"
 
 namespace quillon {

@@ -6,10 +6,10 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quillon)
 
 # quillon::foundation, quillon::codeset, with all of it quillon::quillon, on that quillon::match, which binds, and
 # quillon::event, and on these quillon::authoring; beside them quillon::cds, which makes events of attributes,
-# quillon::delivery on the foundation alone, and quillon::codeset_text, which needs libunistring. Here and where it is
-# installed.
+# quillon::delivery, which brings events to others, on quillon::cache and quillon::config, and quillon::codeset_text,
+# which needs libunistring. Here and where it is installed.
 set(libraries quillon_foundation quillon_codeset quillon_codeset_text quillon_lib quillon_match quillon_event
-  quillon_authoring quillon_cds quillon_delivery)
+  quillon_authoring quillon_cds quillon_config quillon_cache quillon_delivery)
 set_target_properties(quillon_foundation PROPERTIES EXPORT_NAME foundation)
 set_target_properties(quillon_codeset PROPERTIES EXPORT_NAME codeset)
 set_target_properties(quillon_codeset_text PROPERTIES EXPORT_NAME codeset_text)
@@ -18,6 +18,8 @@ set_target_properties(quillon_match PROPERTIES EXPORT_NAME match)
 set_target_properties(quillon_event PROPERTIES EXPORT_NAME event)
 set_target_properties(quillon_authoring PROPERTIES EXPORT_NAME authoring)
 set_target_properties(quillon_cds PROPERTIES EXPORT_NAME cds)
+set_target_properties(quillon_config PROPERTIES EXPORT_NAME config)
+set_target_properties(quillon_cache PROPERTIES EXPORT_NAME cache)
 set_target_properties(quillon_delivery PROPERTIES EXPORT_NAME delivery)
 foreach(library ${libraries})
   get_target_property(name ${library} EXPORT_NAME)
@@ -28,7 +30,7 @@ endforeach()
 install(TARGETS ${libraries} EXPORT quillonTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillon)
-install(DIRECTORY foundation codeset cds authoring delivery
+install(DIRECTORY foundation config codeset cds authoring delivery
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillon FILES_MATCHING PATTERN "*.h"
   PATTERN data EXCLUDE)
 install(DIRECTORY src/adapters/logfile/common src/adapters/logfile/match src/adapters/logfile/event

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "delivery/Cache.h"
-#include "delivery/crc32c.h"
+#include "delivery/cache/Cache.h"
+#include "delivery/cache/crc32c.h"
 #include "tests/delivery/support/memory_files.h"
 
 namespace {

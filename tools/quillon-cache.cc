@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "authoring/report/JsonText.h"
-#include "delivery/inspection.h"
+#include "delivery/cache/inspection.h"
 #include "foundation/visible.h"
 #include "program/options.h"
 #include "program/program.h"

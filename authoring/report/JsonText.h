@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "src/adapters/logfile/event/json_text.h"
+#include "foundation/json_text.h"
 
 namespace quillon {
 

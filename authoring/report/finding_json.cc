@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "foundation/json_text.h"
 #include "foundation/utf8.h"
-#include "src/adapters/logfile/event/json_text.h"
 
 namespace quillon {
 namespace {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "delivery/Cache.h"
+#include "delivery/cache/Cache.h"
 #include "foundation/checkpoint.h"
 #include "tests/support/scratch.h"
 

@@ -1,4 +1,4 @@
-#include "delivery/crc32c.h"
+#include "delivery/cache/crc32c.h"
 
 #include <gtest/gtest.h>
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "delivery/Cache.h"
-#include "delivery/inspection.h"
+#include "delivery/cache/Cache.h"
+#include "delivery/cache/inspection.h"
 #include "tests/delivery/support/memory_files.h"
 
 namespace quillon::delivery {

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "delivery/Cache.h"
+#include "delivery/cache/Cache.h"
 #include "tests/delivery/support/memory_files.h"
 
 namespace quillon::delivery {

@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
+#include "foundation/json_text.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/event/EventForms.h"
 #include "src/adapters/logfile/event/EventWriter.h"
-#include "src/adapters/logfile/event/json_text.h"
 #include "tests/support/scratch.h"
 
 namespace quillon {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "delivery/Files.h"
+#include "delivery/cache/Files.h"
 
 namespace quillon::delivery {
 

@@ -7,13 +7,13 @@
 #include <set>
 #include <utility>
 
+#include "foundation/json_text.h"
 #include "foundation/utf8.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
 #include "src/adapters/logfile/common/MsgMapEntry.h"
 #include "src/adapters/logfile/common/utf8_text.h"
 #include "src/adapters/logfile/event/EventWriter.h"
-#include "src/adapters/logfile/event/json_text.h"
 
 namespace quillon {
 namespace {

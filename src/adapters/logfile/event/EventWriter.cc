@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "src/adapters/logfile/event/json_text.h"
+#include "foundation/json_text.h"
 
 namespace quillon {
 namespace {

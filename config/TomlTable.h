@@ -1,5 +1,5 @@
-#ifndef QUILLON_ADAPTER_TOMLTABLE_H_
-#define QUILLON_ADAPTER_TOMLTABLE_H_
+#ifndef QUILLON_CONFIG_TOMLTABLE_H_
+#define QUILLON_CONFIG_TOMLTABLE_H_
 
 #include <toml++/toml.h>
 #include <chrono>
@@ -111,4 +111,4 @@ std::string_view nearest(std::string_view word, const std::vector<std::string_vi
 
 }  // namespace quillon
 
-#endif  // QUILLON_ADAPTER_TOMLTABLE_H_
+#endif  // QUILLON_CONFIG_TOMLTABLE_H_

@@ -1,4 +1,4 @@
-#include "delivery/inspection.h"
+#include "delivery/cache/inspection.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "delivery/LogIndex.h"
+#include "delivery/cache/LogIndex.h"
 
 #include <algorithm>
 #include <cerrno>

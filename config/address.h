@@ -1,5 +1,5 @@
-#ifndef QUILLON_ADAPTER_ADDRESS_H_
-#define QUILLON_ADAPTER_ADDRESS_H_
+#ifndef QUILLON_CONFIG_ADDRESS_H_
+#define QUILLON_CONFIG_ADDRESS_H_
 
 #include <string_view>
 
@@ -16,4 +16,4 @@ bool isLoopbackAddress(std::string_view text);
 
 }  // namespace quillon
 
-#endif  // QUILLON_ADAPTER_ADDRESS_H_
+#endif  // QUILLON_CONFIG_ADDRESS_H_

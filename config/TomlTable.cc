@@ -1,4 +1,4 @@
-#include "adapter/TomlTable.h"
+#include "config/TomlTable.h"
 
 #include <algorithm>
 #include <charconv>

@@ -2,7 +2,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "delivery/Cache.h"
+#include "delivery/cache/Cache.h"
 #include "foundation/checkpoint.h"
 
 namespace quillon::delivery {

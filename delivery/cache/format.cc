@@ -1,4 +1,4 @@
-#include "delivery/format.h"
+#include "delivery/cache/format.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "delivery/crc32c.h"
+#include "delivery/cache/crc32c.h"
 
 namespace quillon::delivery {
 namespace {

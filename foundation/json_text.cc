@@ -1,4 +1,4 @@
-#include "src/adapters/logfile/event/json_text.h"
+#include "foundation/json_text.h"
 
 #include <algorithm>
 #include <cstddef>

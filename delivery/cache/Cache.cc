@@ -1,4 +1,4 @@
-#include "delivery/Cache.h"
+#include "delivery/cache/Cache.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "delivery/Ledger.h"
+#include "delivery/cache/Ledger.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "delivery/crc32c.h"
+#include "delivery/cache/crc32c.h"
 #include "foundation/checkpoint.h"
 
 namespace quillon::delivery {

@@ -1,5 +1,5 @@
-#ifndef QUILLON_DELIVERY_CRC32C_H_
-#define QUILLON_DELIVERY_CRC32C_H_
+#ifndef QUILLON_DELIVERY_CACHE_CRC32C_H_
+#define QUILLON_DELIVERY_CACHE_CRC32C_H_
 
 #include <cstdint>
 #include <string_view>
@@ -15,4 +15,4 @@ namespace quillon::delivery {
 
 }  // namespace quillon::delivery
 
-#endif  // QUILLON_DELIVERY_CRC32C_H_
+#endif  // QUILLON_DELIVERY_CACHE_CRC32C_H_

@@ -1,13 +1,13 @@
-#ifndef QUILLON_DELIVERY_LOGINDEX_H_
-#define QUILLON_DELIVERY_LOGINDEX_H_
+#ifndef QUILLON_DELIVERY_CACHE_LOGINDEX_H_
+#define QUILLON_DELIVERY_CACHE_LOGINDEX_H_
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "delivery/Files.h"
-#include "delivery/Ledger.h"
-#include "delivery/format.h"
+#include "delivery/cache/Files.h"
+#include "delivery/cache/Ledger.h"
+#include "delivery/cache/format.h"
 
 namespace quillon::delivery {
 
@@ -39,4 +39,4 @@ struct LogIndex {
 
 }  // namespace quillon::delivery
 
-#endif  // QUILLON_DELIVERY_LOGINDEX_H_
+#endif  // QUILLON_DELIVERY_CACHE_LOGINDEX_H_

@@ -1,14 +1,14 @@
-#ifndef QUILLON_DELIVERY_INSPECTION_H_
-#define QUILLON_DELIVERY_INSPECTION_H_
+#ifndef QUILLON_DELIVERY_CACHE_INSPECTION_H_
+#define QUILLON_DELIVERY_CACHE_INSPECTION_H_
 
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "delivery/Files.h"
-#include "delivery/Ledger.h"
-#include "delivery/LogIndex.h"
+#include "delivery/cache/Files.h"
+#include "delivery/cache/Ledger.h"
+#include "delivery/cache/LogIndex.h"
 
 /// A cache seen from outside, by whoever does not own it: nothing here but repair() writes, and all of it can be done
 /// while a process is at work with the cache, whose last batches may then be seen or not.
@@ -52,4 +52,4 @@ struct Repair {
 
 }  // namespace quillon::delivery
 
-#endif  // QUILLON_DELIVERY_INSPECTION_H_
+#endif  // QUILLON_DELIVERY_CACHE_INSPECTION_H_

@@ -1,12 +1,12 @@
-#ifndef QUILLON_DELIVERY_LEDGER_H_
-#define QUILLON_DELIVERY_LEDGER_H_
+#ifndef QUILLON_DELIVERY_CACHE_LEDGER_H_
+#define QUILLON_DELIVERY_CACHE_LEDGER_H_
 
 #include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
 
-#include "delivery/Files.h"
+#include "delivery/cache/Files.h"
 
 namespace quillon::delivery {
 
@@ -73,4 +73,4 @@ class Ledger {
 
 }  // namespace quillon::delivery
 
-#endif  // QUILLON_DELIVERY_LEDGER_H_
+#endif  // QUILLON_DELIVERY_CACHE_LEDGER_H_

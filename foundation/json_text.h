@@ -1,5 +1,5 @@
-#ifndef QUILLON_SRC_ADAPTERS_LOGFILE_EVENT_JSON_TEXT_H_
-#define QUILLON_SRC_ADAPTERS_LOGFILE_EVENT_JSON_TEXT_H_
+#ifndef QUILLON_FOUNDATION_JSON_TEXT_H_
+#define QUILLON_FOUNDATION_JSON_TEXT_H_
 
 #include <string>
 #include <string_view>
@@ -15,4 +15,4 @@ void appendJson(std::string& json, std::string_view text);
 
 }  // namespace quillon
 
-#endif  // QUILLON_SRC_ADAPTERS_LOGFILE_EVENT_JSON_TEXT_H_
+#endif  // QUILLON_FOUNDATION_JSON_TEXT_H_

@@ -1,4 +1,4 @@
-#include "adapter/address.h"
+#include "config/address.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

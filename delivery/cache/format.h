@@ -1,5 +1,5 @@
-#ifndef QUILLON_DELIVERY_FORMAT_H_
-#define QUILLON_DELIVERY_FORMAT_H_
+#ifndef QUILLON_DELIVERY_CACHE_FORMAT_H_
+#define QUILLON_DELIVERY_CACHE_FORMAT_H_
 
 #include <algorithm>
 #include <cstdint>
@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "delivery/Files.h"
+#include "delivery/cache/Files.h"
 
 /// How a cache looks on the disk.
 ///
@@ -170,4 +170,4 @@ std::string segmentName(std::uint64_t first);
 
 }  // namespace quillon::delivery
 
-#endif  // QUILLON_DELIVERY_FORMAT_H_
+#endif  // QUILLON_DELIVERY_CACHE_FORMAT_H_

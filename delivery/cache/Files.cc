@@ -1,4 +1,4 @@
-#include "delivery/Files.h"
+#include "delivery/cache/Files.h"
 
 #include <dirent.h>
 #include <fcntl.h>

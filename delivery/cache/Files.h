@@ -1,5 +1,5 @@
-#ifndef QUILLON_DELIVERY_FILES_H_
-#define QUILLON_DELIVERY_FILES_H_
+#ifndef QUILLON_DELIVERY_CACHE_FILES_H_
+#define QUILLON_DELIVERY_CACHE_FILES_H_
 
 #include <sys/types.h>
 #include <sys/uio.h>
@@ -87,4 +87,4 @@ class File {
 
 }  // namespace quillon::delivery
 
-#endif  // QUILLON_DELIVERY_FILES_H_
+#endif  // QUILLON_DELIVERY_CACHE_FILES_H_

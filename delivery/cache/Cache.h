@@ -1,5 +1,5 @@
-#ifndef QUILLON_DELIVERY_CACHE_H_
-#define QUILLON_DELIVERY_CACHE_H_
+#ifndef QUILLON_DELIVERY_CACHE_CACHE_H_
+#define QUILLON_DELIVERY_CACHE_CACHE_H_
 
 #include <atomic>
 #include <chrono>
@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "delivery/Files.h"
-#include "delivery/Ledger.h"
-#include "delivery/LogIndex.h"
-#include "delivery/format.h"
+#include "delivery/cache/Files.h"
+#include "delivery/cache/Ledger.h"
+#include "delivery/cache/LogIndex.h"
+#include "delivery/cache/format.h"
 
 namespace quillon::delivery {
 
@@ -224,4 +224,4 @@ class Reader {
 
 }  // namespace quillon::delivery
 
-#endif  // QUILLON_DELIVERY_CACHE_H_
+#endif  // QUILLON_DELIVERY_CACHE_CACHE_H_
