@@ -11,6 +11,7 @@
 
 #include "adapter/FormatFile.h"
 #include "config/TomlTable.h"
+#include "daemon/Log.h"
 #include "src/adapters/logfile/event/EventForms.h"
 #include "src/adapters/logfile/source/DatagramSource.h"
 #include "src/adapters/logfile/source/FifoSource.h"
@@ -49,14 +50,6 @@ struct OutputConfig {
   unsigned keep = 7;                  ///< Files that were rotated away.
 
   bool operator==(const OutputConfig&) const = default;
-};
-
-enum class LogLevel { kError, kWarning, kInfo };
-
-/// The table [log]: what the adapter says of itself on standard error.
-struct LogConfig {
-  LogLevel level = LogLevel::kInfo;
-  bool json = false;
 };
 
 struct Config {
