@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "adapter/Log.h"
 #include "adapter/Metrics.h"
 #include "adapter/Positions.h"
 #include "adapter/Reloader.h"
 #include "adapter/Setup.h"
 #include "adapter/SourceRunner.h"
-#include "adapter/Supervisor.h"
+#include "daemon/Log.h"
+#include "daemon/Supervisor.h"
 #include "foundation/descriptor.h"
 #include "foundation/line_output.h"
 
@@ -68,7 +68,7 @@ class Adapter {
 
   const std::string path_;
   std::shared_ptr<const Setup> setup_;
-  Log log_;
+  Log log_{"quillon-adapter"};
   Supervisor supervisor_;
   Descriptor signals_;
   std::unique_ptr<Positions> positions_;

@@ -48,7 +48,7 @@ class ConfigReader {
     if (root.readName("metrics", config_.metrics) && !isLoopbackAddress(config_.metrics)) {
       root.report("metrics", "metrics must be a loopback address with a port, such as \"127.0.0.1:9464\"");
     }
-    if (std::optional<TomlTable> log = root.table("log")) readLog(*log);
+    if (std::optional<TomlTable> log = root.table("log")) readLog(*log, config_.log);
     std::optional<TomlTable> output = root.table("output");
     if (output) readOutput(*output);
     root.require("source");
@@ -61,13 +61,6 @@ class ConfigReader {
   }
 
  private:
-  void readLog(TomlTable& table) {
-    table.readWord("level", config_.log.level,
-                   {{"error", LogLevel::kError}, {"warning", LogLevel::kWarning}, {"info", LogLevel::kInfo}});
-    table.readWord("form", config_.log.json, {{"text", false}, {"json", true}});
-    table.finish();
-  }
-
   void readOutput(TomlTable& table) {
     table.readWord("form", config_.output.form, {{"event", EventForm::kText}, {"json", EventForm::kJson}});
     readLineOutput(table, directory_, config_.output);

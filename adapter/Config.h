@@ -11,6 +11,7 @@
 
 #include "adapter/FormatFile.h"
 #include "config/TomlTable.h"
+#include "daemon/Log.h"
 #include "foundation/line_output.h"
 #include "src/adapters/logfile/event/EventForms.h"
 #include "src/adapters/logfile/source/DatagramSource.h"
@@ -44,14 +45,6 @@ struct OutputConfig : LineOutputOptions {
   EventForm form = EventForm::kText;
 
   bool operator==(const OutputConfig&) const = default;
-};
-
-enum class LogLevel { kError, kWarning, kInfo };
-
-/// The table [log]: what the adapter says of itself on standard error.
-struct LogConfig {
-  LogLevel level = LogLevel::kInfo;
-  bool json = false;
 };
 
 struct Config {

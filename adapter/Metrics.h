@@ -10,6 +10,8 @@
 
 namespace quillon {
 
+class Exposition;
+
 /// What the adapter shows of itself at one time.
 struct AdapterFigures {
   std::vector<SourceFigures> sources;
@@ -27,14 +29,12 @@ class Metrics {
   static std::unique_ptr<Metrics> listen(const std::string& address, std::string& error);
   ~Metrics();
 
-  void publish(AdapterFigures figures);
+  void publish(const AdapterFigures& figures);
 
  private:
-  class Server;
+  explicit Metrics(std::unique_ptr<Exposition> exposition);
 
-  Metrics();
-
-  std::unique_ptr<Server> server_;
+  const std::unique_ptr<Exposition> exposition_;
 };
 
 }  // namespace quillon

@@ -11,9 +11,9 @@
 
 #include "adapter/Config.h"
 #include "adapter/FormatFile.h"
-#include "adapter/Log.h"
 #include "adapter/MessageBinder.h"
 #include "adapter/Positions.h"
+#include "daemon/Log.h"
 #include "foundation/line_output.h"
 #include "src/adapters/logfile/event/EventWriter.h"
 #include "src/adapters/logfile/source/Source.h"

@@ -6,10 +6,11 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quillon)
 
 # quillon::foundation, quillon::codeset, with all of it quillon::quillon, on that quillon::match, which binds, and
 # quillon::event, and on these quillon::authoring; beside them quillon::cds, which makes events of attributes,
-# quillon::delivery, which brings events to others, on quillon::cache and quillon::config, and quillon::codeset_text,
+# quillon::delivery, which brings events to others, on quillon::cache, quillon::protocol and quillon::config, and quillon::codeset_text,
 # which needs libunistring. Here and where it is installed.
 set(libraries quillon_foundation quillon_codeset quillon_codeset_text quillon_lib quillon_match quillon_event
-  quillon_authoring quillon_cds quillon_config quillon_cache quillon_delivery)
+  quillon_authoring quillon_cds quillon_config quillon_cache quillon_protocol
+  quillon_delivery)
 set_target_properties(quillon_foundation PROPERTIES EXPORT_NAME foundation)
 set_target_properties(quillon_codeset PROPERTIES EXPORT_NAME codeset)
 set_target_properties(quillon_codeset_text PROPERTIES EXPORT_NAME codeset_text)
@@ -20,6 +21,7 @@ set_target_properties(quillon_authoring PROPERTIES EXPORT_NAME authoring)
 set_target_properties(quillon_cds PROPERTIES EXPORT_NAME cds)
 set_target_properties(quillon_config PROPERTIES EXPORT_NAME config)
 set_target_properties(quillon_cache PROPERTIES EXPORT_NAME cache)
+set_target_properties(quillon_protocol PROPERTIES EXPORT_NAME protocol)
 set_target_properties(quillon_delivery PROPERTIES EXPORT_NAME delivery)
 foreach(library ${libraries})
   get_target_property(name ${library} EXPORT_NAME)

@@ -8,6 +8,7 @@ void readDestinationType(TomlTable& table, ReadDestination& reader) {
                                   {
                                       {"file", readFileDestination},
                                       {"stdout", readStdoutDestination},
+                                      {"socket", readSocketDestination},
                                   });
 }
 

@@ -46,7 +46,9 @@ const std::map<std::string, std::vector<std::string>> kMayInclude = {
     {"program", {"foundation", "codeset", "src/adapters/logfile/common"}},
     {"adapter",
      {"foundation", "config", "src/adapters/logfile/common", "src/adapters/logfile/match", "src/adapters/logfile/event",
-      "src/adapters/logfile/source", "program"}},
+      "src/adapters/logfile/source", "daemon", "program"}},
+    {"daemon", {"foundation", "config"}},
+    {"server", {"foundation", "config", "codeset", "cds", "delivery/cache", "delivery", "daemon", "program"}},
     {"compiler", {"program", "src/adapters/logfile/common"}},
     {"tools",
      {"foundation", "codeset", "src/adapters/logfile/common", "src/adapters/logfile/match",
@@ -100,7 +102,7 @@ TEST(IncludeDirections, FollowTheFolders) {
   const fs::path root(QUILLON_SOURCE);
   int files = 0;
   for (const char* top : {"foundation", "config", "codeset", "src", "authoring", "delivery", "cds", "program",
-                          "compiler", "adapter", "server", "tools"}) {
+                          "compiler", "daemon", "adapter", "server", "tools"}) {
     if (!fs::exists(root / top)) continue;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root / top)) {
       static const std::set<std::string> sources = {".h", ".cc", ".l", ".y"};

@@ -1,4 +1,4 @@
-#include "adapter/Log.h"
+#include "daemon/Log.h"
 
 #include <unistd.h>
 
@@ -32,6 +32,13 @@ std::string timestamp() {
 
 }  // namespace
 
+void readLog(TomlTable& table, LogConfig& log) {
+  table.readWord("level", log.level,
+                 {{"error", LogLevel::kError}, {"warning", LogLevel::kWarning}, {"info", LogLevel::kInfo}});
+  table.readWord("form", log.json, {{"text", false}, {"json", true}});
+  table.finish();
+}
+
 void Log::write(LogLevel level, std::string_view text) const {
   if (level > config_.level) return;
   const std::string_view name = kLevels[static_cast<std::size_t>(level)];
@@ -41,7 +48,7 @@ void Log::write(LogLevel level, std::string_view text) const {
     appendJson(line, text);
     line += "\"}\n";
   } else {
-    line.append("quillon-adapter: ").append(name).append(": ").append(visible(text)).append("\n");
+    line.append(program_).append(": ").append(name).append(": ").append(visible(text)).append("\n");
   }
   static_cast<void>(writeAll(STDERR_FILENO, line));  // nobody is left to be told
 }

@@ -1,4 +1,4 @@
-#include "adapter/Supervisor.h"
+#include "daemon/Supervisor.h"
 
 #include <systemd/sd-daemon.h>
 

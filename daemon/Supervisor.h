@@ -1,16 +1,17 @@
-#ifndef QUILLON_ADAPTER_SUPERVISOR_H_
-#define QUILLON_ADAPTER_SUPERVISOR_H_
+#ifndef QUILLON_DAEMON_SUPERVISOR_H_
+#define QUILLON_DAEMON_SUPERVISOR_H_
 
+#include <chrono>
 #include <optional>
 #include <string>
 
-#include "src/adapters/logfile/source/Source.h"
-
 namespace quillon {
 
-/// Tells the service manager how the adapter is (sd_notify(3)); without one nothing happens. For one thread.
+/// Tells the service manager how the program is (sd_notify(3)); without one nothing happens. For one thread.
 class Supervisor {
  public:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
   Supervisor();
 
   void ready(const std::string& status);
@@ -23,10 +24,10 @@ class Supervisor {
   TimePoint deadline() const { return next_; }
 
  private:
-  std::optional<Duration> interval_;
+  std::optional<std::chrono::steady_clock::duration> interval_;
   TimePoint next_ = TimePoint::max();
 };
 
 }  // namespace quillon
 
-#endif  // QUILLON_ADAPTER_SUPERVISOR_H_
+#endif  // QUILLON_DAEMON_SUPERVISOR_H_
