@@ -32,6 +32,10 @@ constexpr seconds kOpenRetry(10);
 constexpr seconds kEndPatience(5);
 /// How often a blocked file for unmatched messages is tried again.
 constexpr milliseconds kBlockedRetry(20);
+/// The same for a client without room, which tells when it has some.
+constexpr milliseconds kRoomRetry(500);
+/// For how long destinations that make no progress are waited for when all has been read.
+constexpr seconds kDrainPatience(10);
 
 TimePoint monotonicNow() { return std::chrono::steady_clock::now(); }
 
@@ -65,7 +69,7 @@ bool areSame(const Input& one, const Input& other) {
 }  // namespace
 
 Adapter::Adapter(std::string path, std::shared_ptr<const Setup> setup)
-    : path_(std::move(path)), setup_(std::move(setup)) {
+    : path_(std::move(path)), setup_(std::move(setup)), events_(std::make_unique<LineOutput>()) {
   log_.configure(config().log);
 }
 
@@ -83,6 +87,7 @@ int Adapter::run(bool once) {
     for (const auto& runner : runners_) runner->finish(Finish::kDrain);
   }
   loop();
+  if (sender_ && finishSending() != EXIT_SUCCESS) status_ = EXIT_FAILURE;
   const bool failed = std::ranges::any_of(runners_, [](const auto& runner) { return runner->hasFailed(); });
   return failed && !stopping_ ? EXIT_FAILURE : status_;
 }
@@ -103,19 +108,16 @@ bool Adapter::start() {
     log_.error(error);
     return false;
   };
-  std::string damage;
-  positions_ = Positions::open(statePath(config()), error, damage);
-  if (!positions_) return failed();
-  if (!damage.empty()) log_.error(damage);
+  if (config().delivery) {
+    sender_ = Sender::open(*config().delivery, log_, error);
+    if (!sender_) return failed();
+    positions_ = sender_->positions();
+  } else if (!openOutput(error)) {
+    return failed();
+  }
   std::set<std::string> configured;
   for (const SourceConfig& source : config().sources) configured.insert(source.name);
   positions_->forgetDeleted(configured);
-  if (config().state.empty()) {
-    log_.info("no state directory is configured: where reading stopped will not be known at the next start");
-  }
-  events_ = std::make_unique<LineOutput>();
-  error = events_->open(config().output, LineOutput::Clock::now());
-  if (!error.empty()) return failed();
   for (std::size_t i = 0; i < config().sources.size(); ++i) {
     auto runner = openSource(*setup_, i, error);
     if (!runner) return failed();
@@ -130,10 +132,24 @@ bool Adapter::start() {
   return true;
 }
 
+/// The output that is not sent, and the state that goes with it.
+bool Adapter::openOutput(std::string& error) {
+  std::string damage;
+  positions_ = Positions::open(statePath(config()), error, damage);
+  if (!positions_) return false;
+  if (!damage.empty()) log_.error(damage);
+  if (config().state.empty()) {
+    log_.info("no state directory is configured: where reading stopped will not be known at the next start");
+  }
+  error = events_->open(config().output, LineOutput::Clock::now());
+  return error.empty();
+}
+
 /// Null with the reason in `error`, which names the source.
 std::unique_ptr<SourceRunner> Adapter::openSource(const Setup& setup, std::size_t index, std::string& error) const {
   const SourceConfig& source = setup.config.sources[index];
-  auto runner = SourceRunner::open(source, setup.formats[index], positions_->of(source.name), *events_, log_, error);
+  auto runner = SourceRunner::open(source, setup.formats[index], positions_->of(source.name), {*events_, sender_.get()},
+                                   log_, error);
   if (!runner) error = source.name + ": " + error;
   return runner;
 }
@@ -146,16 +162,19 @@ void Adapter::loop() {
     // What there is must be known before anything comes of it: else a process that is killed before its first record,
     // and a rotation then, would leave a file that nobody knows to have been there.
     if (std::exchange(fresh_, false)) {
-      keepPositions();
+      sender_ ? static_cast<void>(writeOut(now)) : keepPositions();
       if (!std::exchange(ready_, true)) tellReady();
     }
     const bool due = !busy || now - keptAt_ >= kKeepInterval;
     if (canWrite && (due || isFull()) && writeOut(now) && due) {
       keptAt_ = now;
-      acknowledge();
-      keepPositions();
-      std::erase_if(runners_,
-                    [this](const auto& runner) { return runner->ended() && runner->finishing() && !ending(); });
+      if (!sender_) {
+        acknowledge();
+        keepPositions();
+      }
+      std::erase_if(runners_, [this](const auto& runner) {
+        return runner->ended() && runner->finishing() && !runner->awaitsStorage() && !ending();
+      });
     }
     publish(now);
     supervisor_.alive(now);
@@ -172,7 +191,8 @@ bool Adapter::hasEnded() const {
 }
 
 bool Adapter::isFull() const {
-  return events_->isFull() || std::ranges::any_of(runners_, [](const auto& runner) { return runner->isFull(); });
+  return events_->isFull() || (sender_ && sender_->isFull()) ||
+         std::ranges::any_of(runners_, [](const auto& runner) { return runner->isFull(); });
 }
 
 /// True when some source may have more at once.
@@ -186,7 +206,11 @@ bool Adapter::work(TimePoint now) {
 
 void Adapter::wait(TimePoint now, bool busy) {
   std::vector<pollfd> wakers = {{signals_.get(), POLLIN, 0}, {reloader_->descriptor(), POLLIN, 0}};
-  if (output_ == Output::kBlocked) wakers.push_back({events_->descriptor(), POLLOUT, 0});
+  if (sender_) {
+    wakers.push_back({sender_->descriptor(), POLLIN, 0});
+  } else if (output_ == Output::kBlocked) {
+    wakers.push_back({events_->descriptor(), POLLOUT, 0});
+  }
   if (output_ == Output::kGood) {
     for (const auto& runner : runners_) {
       if (!runner->ended() && runner->descriptor() >= 0) wakers.push_back({runner->descriptor(), POLLIN, 0});
@@ -195,6 +219,7 @@ void Adapter::wait(TimePoint now, bool busy) {
   const int timeout = busy ? 0 : pollTimeout(now, nextDeadline());
   if (poll(wakers.data(), wakers.size(), timeout) <= 0) return;
   if (output_ == Output::kBlocked && wakers[2].revents != 0) retryAt_ = TimePoint::min();
+  if (sender_ && wakers[2].revents != 0) tellStored();
   if (wakers[0].revents != 0) receiveSignals();
   if (wakers[1].revents != 0) reload();
 }
@@ -242,7 +267,7 @@ bool Adapter::writeOut(TimePoint now) {
   }
   if (error == EAGAIN) {
     output_ = Output::kBlocked;
-    retryAt_ = now + kBlockedRetry;
+    retryAt_ = now + (sender_ ? kRoomRetry : kBlockedRetry);
     return false;
   }
   ++figures_.outputErrors;
@@ -266,7 +291,50 @@ int Adapter::flushOutputs() {
     if (const int error = runner->flushUnmatched(now)) return error;
   }
   checkpoint("unmatched-written");
-  return events_->flush(now);
+  return sender_ ? sendOut() : events_->flush(now);
+}
+
+/// Events and the positions behind them go together.
+int Adapter::sendOut() {
+  acknowledge();
+  keepPositions();
+  delivery::Client::Ticket ticket = 0;
+  const int error = sender_->send(ticket);
+  if (error != 0 || ticket == 0) return error;
+  lastTicket_ = ticket;
+  checkpoint("batch-sent");
+  for (const auto& runner : runners_) runner->sent(ticket);
+  return 0;
+}
+
+/// Whoever keeps messages for a source may forget those that are safe.
+void Adapter::tellStored() {
+  sender_->client().takeProgress();
+  for (const auto& runner : runners_) runner->stored(sender_->client().safe());
+}
+
+/// Everything was read and handed over. Gives destinations the time they need, at the end of all sources as long as
+/// they get on, and after a signal no longer than that.
+int Adapter::finishSending() {
+  delivery::Client& client = sender_->client();
+  const delivery::Client::Ticket last = lastTicket_;
+  std::uint64_t waiting = UINT64_MAX;
+  TimePoint until = monotonicNow() + kDrainPatience;
+  while (!stopping_ && monotonicNow() < until && !client.waitDelivered(last, monotonicNow() + milliseconds(100))) {
+    std::uint64_t left = 0;
+    for (const auto& destination : client.figures().destinations) left += destination.waiting;
+    if (left < waiting) until = monotonicNow() + kDrainPatience;
+    waiting = left;
+    receiveSignals();
+    supervisor_.alive(monotonicNow());
+  }
+  const delivery::Client::Rest rest = client.stop(stopping_ ? stopBy_ : monotonicNow() + kEndPatience);
+  tellStored();
+  for (const auto& destination : client.figures().destinations) {
+    if (destination.waiting > 0) log_.info(destination.name + ": what it has not got waits in the cache");
+  }
+  if (rest == delivery::Client::Rest::kInBuffer) giveUp();
+  return rest == delivery::Client::Rest::kInBuffer ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
 /// Everything that was gathered is where it belongs.
@@ -276,7 +344,7 @@ void Adapter::acknowledge() {
 
 /// At the end also waits until events and positions are on the disk.
 void Adapter::keepPositions() {
-  int error = ending() ? events_->sync() : 0;
+  int error = ending() && !sender_ ? events_->sync() : 0;
   for (const auto& runner : runners_) {
     const int failed = positions_->keep(runner->config().name, runner->takeChanges(), ending());
     if (failed != 0) error = failed;
@@ -298,11 +366,12 @@ void Adapter::publish(TimePoint now) {
     if (once_ || !runner->finishing()) figures_.sources.push_back(runner->figures(now));
   }
   figures_.outputBytes = events_->bytes();
+  if (sender_) figures_.delivery = sender_->client().figures();
   metrics_->publish(figures_);
 }
 
 void Adapter::reopenOutputs() {
-  if (const int error = events_->reopen())
+  if (const int error = sender_ ? 0 : events_->reopen())
     log_.error("cannot open the output anew: " + std::string(std::strerror(error)));
   for (const auto& runner : runners_) {
     if (const int error = runner->reopen()) {
@@ -339,6 +408,10 @@ bool Adapter::apply(const std::shared_ptr<const Setup>& setup) {
     log_.error(error);
     return false;
   };
+  if (next.delivery.has_value() != config().delivery.has_value()) {
+    error = "a change between [output] and [delivery] needs a new start";
+    return refused();
+  }
   auto output = std::make_unique<LineOutput>();
   if (next.output != config().output) {
     error = output->open(next.output, LineOutput::Clock::now());
@@ -361,6 +434,9 @@ bool Adapter::apply(const std::shared_ptr<const Setup>& setup) {
 
   if (next.state != config().state || next.metrics != config().metrics) {
     log_.warning("changes of state and metrics take effect at the next start");
+  }
+  if (next.deliveryText != config().deliveryText) {
+    log_.warning("changes of delivery and destinations take effect at the next start");
   }
   if (next.output != config().output) {
     output->takeOver(*events_);

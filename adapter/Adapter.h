@@ -9,6 +9,7 @@
 #include "adapter/Metrics.h"
 #include "adapter/Positions.h"
 #include "adapter/Reloader.h"
+#include "adapter/Sender.h"
 #include "adapter/Setup.h"
 #include "adapter/SourceRunner.h"
 #include "daemon/Log.h"
@@ -19,9 +20,11 @@
 namespace quillon {
 
 /// The running adapter: one loop in one thread that lets each source work in turn, writes what came of it, and only
-/// then keeps the positions, so that a process that is killed repeats the last events and loses none.
+/// then keeps the positions, so that a process that is killed repeats the last events and loses none. With destinations
+/// events and positions go to the client in one batch, which its cache keeps whole or not at all: then none is repeated
+/// either, on the way into the cache.
 ///
-/// While the output cannot be written nothing is read: files are their own buffer.
+/// While the output cannot be written, or the client has no room, nothing is read: files are their own buffer.
 ///
 /// SIGTERM and SIGINT end it in good order; SIGHUP opens the output files anew and reads the configuration again, in
 /// another thread. These signals must be blocked in every thread before one is made (blockSignals()).
@@ -39,6 +42,7 @@ class Adapter {
 
  private:
   bool start();
+  bool openOutput(std::string& error);
   void tellReady();
   void loop();
   bool work(TimePoint now);
@@ -51,6 +55,9 @@ class Adapter {
 
   bool writeOut(TimePoint now);
   int flushOutputs();
+  int sendOut();
+  void tellStored();
+  int finishSending();
   void acknowledge();
   void keepPositions();
   void giveUp();
@@ -71,8 +78,9 @@ class Adapter {
   Log log_{"quillon-adapter"};
   Supervisor supervisor_;
   Descriptor signals_;
-  std::unique_ptr<Positions> positions_;
+  std::unique_ptr<Positions> positions_;  ///< With a sender those that it has.
   std::unique_ptr<LineOutput> events_;
+  std::unique_ptr<Sender> sender_;  ///< In the place of `events_` when there are destinations.
   std::unique_ptr<Metrics> metrics_;
   std::unique_ptr<Reloader> reloader_;
   std::vector<std::unique_ptr<SourceRunner>> runners_;  ///< Also those that a reload has told to end.
@@ -93,6 +101,7 @@ class Adapter {
   TimePoint retryAt_ = TimePoint::min();  ///< When outputs are tried again.
   TimePoint stopBy_ = TimePoint::max();   ///< For how long a reader is waited for at the end.
   bool positionsFailing_ = false;
+  delivery::Client::Ticket lastTicket_ = 0;
   TimePoint keptAt_{};
   TimePoint publishAt_ = TimePoint::min();
   TimePoint openAt_ = TimePoint::min();

@@ -24,6 +24,8 @@ constexpr std::uint64_t kLongestMessage = 64 << 20;
 constexpr milliseconds kDay{86'400'000};
 /// What StateFile makes, behind its path.
 constexpr const char* kStateFiles[] = {"", ".lock", ".new", ".damaged"};
+/// What is in a cache, behind its path; one for each kind of name.
+constexpr const char* kCacheFiles[] = {"/lock", "/ledger", "/ledger.new", "/identity", "/0000000000000000.segment"};
 
 /// A pattern that `path` alone matches.
 std::string patternFor(const std::string& path) {
@@ -51,6 +53,8 @@ class ConfigReader {
     if (std::optional<TomlTable> log = root.table("log")) readLog(*log, config_.log);
     std::optional<TomlTable> output = root.table("output");
     if (output) readOutput(*output);
+    config_.delivery = delivery::readDelivery(root, directory_);
+    if (config_.delivery) readTogether(document, root);
     root.require("source");
     if (std::optional<TomlTable> sources = root.table("source")) {
       readSources(*sources);
@@ -65,6 +69,21 @@ class ConfigReader {
     table.readWord("form", config_.output.form, {{"event", EventForm::kText}, {"json", EventForm::kJson}});
     readLineOutput(table, directory_, config_.output);
     table.finish();
+  }
+
+  /// What [delivery] does not go together with.
+  void readTogether(const toml::table& document, TomlTable& root) {
+    for (const char* const key : {"output", "state"}) {
+      if (!root.has(key)) continue;
+      root.report(key, key == std::string_view("output")
+                           ? "[output] and [delivery] exclude each other: events go one way"
+                           : "with [delivery] there is no state: where sources are is kept in the cache");
+    }
+    std::ostringstream text;
+    for (const char* const key : {"delivery", "destination"}) {
+      if (const toml::table* const table = document.get_as<toml::table>(key)) text << *table << '\n';
+    }
+    config_.deliveryText = text.str();
   }
 
   void readSources(TomlTable& sources) {
@@ -108,10 +127,14 @@ class ConfigReader {
   /// All files that text is written to, one for each kind of name.
   std::vector<std::string> writtenFiles() const {
     std::vector<std::string> files;
-    const OutputConfig& output = config_.output;
-    if (!output.path.empty()) files.push_back(output.path);
-    if (output.rotation == Rotation::kSize) files.push_back(output.path + ".1");
-    if (output.rotation == Rotation::kDaily) files.push_back(output.path + ".2000-01-01");
+    const auto add = [&files](const std::vector<std::string>& more) {
+      files.insert(files.end(), more.begin(), more.end());
+    };
+    add(filesOf(config_.output));
+    if (config_.delivery) {
+      for (const delivery::DestinationConfig& one : config_.delivery->destinations) add(one.destination->writes());
+      for (const char* const name : kCacheFiles) files.push_back(config_.delivery->cache.directory + name);
+    }
     for (const SourceConfig& source : config_.sources) {
       if (!source.unmatched.empty() && std::ranges::find(files, source.unmatched) == files.end()) {
         files.push_back(source.unmatched);

@@ -12,6 +12,7 @@
 #include "adapter/FormatFile.h"
 #include "config/TomlTable.h"
 #include "daemon/Log.h"
+#include "delivery/client/DeliveryConfig.h"
 #include "foundation/line_output.h"
 #include "src/adapters/logfile/event/EventForms.h"
 #include "src/adapters/logfile/source/DatagramSource.h"
@@ -52,7 +53,9 @@ struct Config {
   std::string metrics;  ///< "HOST:PORT" for Prometheus, a loopback address; empty: none.
   LogConfig log;
   OutputConfig output;
-  std::vector<SourceConfig> sources;  ///< In the order of the file.
+  std::optional<delivery::DeliveryConfig> delivery;  ///< Where events go instead of `output`.
+  std::string deliveryText;                          ///< Its tables, to be compared.
+  std::vector<SourceConfig> sources;                 ///< In the order of the file.
 };
 
 /// The file with what must outlast the process; empty when nothing does.

@@ -2,14 +2,17 @@
 
 #include <map>
 
+#include "cds/CdsId.h"
+#include "cds/CdsReader.h"
 #include "src/adapters/logfile/common/FormatReader.h"
 #include "src/adapters/logfile/common/FormatSpec.h"
 #include "src/adapters/logfile/common/LogDriver.h"
+#include "src/adapters/logfile/common/utf8_text.h"
 
 namespace quillon {
 
 std::shared_ptr<const FormatFile> FormatFile::load(const std::string& path, FormatOrder order, EventForm form,
-                                                   ReportSink& reports) {
+                                                   bool forDelivery, ReportSink& reports) {
   LogDriver driver;
   FormatReader reader(reports);
   if (!reader.read(path.c_str(), driver)) return nullptr;
@@ -23,6 +26,10 @@ std::shared_ptr<const FormatFile> FormatFile::load(const std::string& path, Form
   }
   const std::shared_ptr<FormatFile> made(new FormatFile);
   made->forms_ = EventForms::make(driver, form);
+  if (forDelivery) {
+    const ReportScope scope(&reports);
+    made->prepareSending(driver);
+  }
   // A driver of its own for each number of lines; they share the formats.
   std::map<unsigned, std::pair<LogDriver, std::vector<std::uint32_t>>> byLines;
   for (FormatSpec* format : driver.getFormats()) {
@@ -35,6 +42,26 @@ std::shared_ptr<const FormatFile> FormatFile::load(const std::string& path, Form
     made->groups_.push_back({lines, FormatSet::make(group.first), std::move(group.second)});
   }
   return made;
+}
+
+void FormatFile::prepareSending(const LogDriver& driver) {
+  const std::optional<std::string> definitions = classDefinitions(driver);
+  if (!definitions) {
+    unsendable_ = "its class definitions cannot be written";
+    return;
+  }
+  const CdsReading reading = readCds(*definitions, platformCodeset());
+  if (!reading) {
+    const CdsFault& fault = reading.faults.front();
+    unsendable_ = "its class definitions cannot be read back, so that no event server would understand them: line " +
+                  std::to_string(fault.line) + ", column " + std::to_string(fault.column) + ": " + fault.text;
+    return;
+  }
+  const CdsId id = cdsId(*definitions);
+  Sent& sent = sent_.emplace(Sent{Attributes::make(driver), reading.classes, {}});
+  for (std::size_t i = 0; i < sent.set.size(); ++i) {  // as the hexadecimal form has them
+    sent.set[i] = static_cast<std::uint8_t>((i < 8 ? id.high : id.low) >> (56 - 8 * (i % 8)));
+  }
 }
 
 }  // namespace quillon

@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "adapter/SourceRunner.h"
+#include "delivery/client/Client.h"
 
 namespace quillon {
 
@@ -19,6 +21,7 @@ struct AdapterFigures {
   std::uint64_t outputErrors = 0;
   std::uint64_t reloads = 0;
   std::uint64_t failedReloads = 0;
+  std::optional<delivery::Client::Figures> delivery;  ///< With destinations.
 };
 
 /// Answers requests for /metrics by HTTP in the text form of Prometheus, in threads of its own, with the figures that

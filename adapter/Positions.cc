@@ -1,5 +1,6 @@
 #include "adapter/Positions.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <map>
@@ -36,6 +37,23 @@ std::unique_ptr<Positions> Positions::open(const std::string& path, std::string&
   return positions->file_ ? std::move(positions) : nullptr;
 }
 
+std::unique_ptr<Positions> Positions::in(const delivery::Positions& kept, bool isDamaged, delivery::Batch& batch) {
+  auto positions = std::make_unique<Positions>();
+  positions->damaged_ = isDamaged;
+  positions->batch_ = &batch;
+  positions->kept_ = bySource(kept);
+  return positions;
+}
+
+StateFile::Kept Positions::bySource(const delivery::Positions& kept) {
+  StateFile::Kept sources;
+  for (const auto& [name, value] : kept) {
+    const std::size_t slash = name.find('/');
+    if (slash != std::string::npos) sources[name.substr(0, slash)][name.substr(slash + 1)] = value;
+  }
+  return sources;
+}
+
 KeptState Positions::of(const std::string& source) const {
   std::map<std::string, std::string> records;
   if (file_) {
@@ -51,20 +69,24 @@ KeptState Positions::of(const std::string& source) const {
   return found;
 }
 
+std::vector<std::string> Positions::sources() const {
+  if (file_) return file_->sources();
+  std::vector<std::string> names;
+  for (const auto& source : kept_) names.push_back(source.first);
+  return names;
+}
+
 void Positions::forgetDeleted(const std::set<std::string>& configured) {
-  if (!file_) return;
-  for (const std::string& source : file_->sources()) {
+  for (const std::string& source : sources()) {
     if (configured.contains(source)) continue;
-    const std::vector<StateRecord> kept = file_->state(source);
+    const std::vector<StateRecord> kept = of(source).records;
+    const bool any = std::ranges::any_of(kept, [](const auto& record) { return isOfFile(record) && isThere(record); });
     std::vector<StateRecord> gone;
-    bool any = false;
     for (const StateRecord& record : kept) {
-      const bool there = isOfFile(record) && isThere(record);
-      any = any || there;
-      if (isOfFile(record) && !there) gone.push_back({record.key, ""});
+      if (!any || (isOfFile(record) && !isThere(record))) gone.push_back({record.key, ""});
     }
     // A failure costs nothing but the room; the next start tries again.
-    static_cast<void>(any ? file_->keep(source, gone, false) : file_->forget(source));
+    static_cast<void>(any || !file_ ? keep(source, gone, false) : file_->forget(source) ? 0 : errno);
   }
 }
 
@@ -72,6 +94,7 @@ int Positions::keep(const std::string& source, const std::vector<StateRecord>& c
   if (changes.empty() && (!file_ || !kept_.contains(source))) return 0;
   std::map<std::string, std::string>& records = kept_[source];
   for (const StateRecord& record : changes) {
+    if (batch_) batch_->setPosition(source + "/" + record.key, record.value);
     // In a file the empty value is news; in memory there is nothing that it would take away.
     if (!file_ && record.value.empty()) {
       records.erase(record.key);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "delivery/cache/format.h"
 #include "src/adapters/logfile/source/Source.h"
 #include "src/adapters/logfile/source/StateFile.h"
 
@@ -26,6 +27,14 @@ class Positions {
   [[nodiscard]] static std::unique_ptr<Positions> open(const std::string& path, std::string& error,
                                                        std::string& damage);
 
+  /// Kept by somebody else: `kept` is what he has, under "SOURCE/KEY", and what is new goes to `batch`. With
+  /// `isDamaged` there may have been more.
+  [[nodiscard]] static std::unique_ptr<Positions> in(const delivery::Positions& kept, bool isDamaged,
+                                                     delivery::Batch& batch);
+
+  /// The same, apart by source.
+  static StateFile::Kept bySource(const delivery::Positions& kept);
+
   /// What is known of a source.
   KeptState of(const std::string& source) const;
 
@@ -37,9 +46,12 @@ class Positions {
   [[nodiscard]] int keep(const std::string& source, const std::vector<StateRecord>& changes, bool sync);
 
  private:
+  std::vector<std::string> sources() const;
+
   bool damaged_ = false;
-  std::unique_ptr<StateFile> file_;  ///< Null: in memory.
-  StateFile::Kept kept_;             ///< What the file does not have: all, or what could not be written.
+  std::unique_ptr<StateFile> file_;   ///< Null: in memory.
+  delivery::Batch* batch_ = nullptr;  ///< Where changes go besides.
+  StateFile::Kept kept_;              ///< What the file does not have: all, or what could not be written.
 };
 
 }  // namespace quillon

@@ -55,8 +55,13 @@ std::shared_ptr<const Setup> loadSetup(const std::string& path, std::vector<Setu
       reports.push_back({true, placed(path, source.formatsPlace, "cannot read " + source.formats + ": is not a file")});
     } else if (isNew) {
       CollectedReports found;
-      known->second = FormatFile::load(source.formats, source.order, config->output.form, found);
+      const bool isSent = config->delivery.has_value();
+      known->second = FormatFile::load(source.formats, source.order, config->output.form, isSent, found);
       for (const Report& report : found.reports) reports.push_back(formatReport(path, source, report));
+      if (known->second && isSent && !known->second->sent()) {
+        reports.push_back({true, source.formats + ": " + known->second->unsendable()});
+        known->second = nullptr;
+      }
     }
     good = good && known->second;
     setup->formats.push_back(known->second);

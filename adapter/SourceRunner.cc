@@ -72,9 +72,9 @@ bool joinsLines(const SourceConfig& config) {
 }  // namespace
 
 std::unique_ptr<SourceRunner> SourceRunner::open(const SourceConfig& config, std::shared_ptr<const FormatFile> formats,
-                                                 const KeptState& state, LineOutput& events, const Log& log,
+                                                 const KeptState& state, const Outputs& outputs, const Log& log,
                                                  std::string& error) {
-  std::unique_ptr<SourceRunner> runner(new SourceRunner(config, events, log));
+  std::unique_ptr<SourceRunner> runner(new SourceRunner(config, outputs, log));
   runner->unmatched_ = openFor(config, error);
   if (!error.empty()) return nullptr;
   runner->source_ = std::visit(Opener(state, *runner, error), config.input);
@@ -83,8 +83,8 @@ std::unique_ptr<SourceRunner> SourceRunner::open(const SourceConfig& config, std
   return runner;
 }
 
-SourceRunner::SourceRunner(const SourceConfig& config, LineOutput& events, const Log& log)
-    : config_(config), events_(events), log_(log) {}
+SourceRunner::SourceRunner(const SourceConfig& config, const Outputs& outputs, const Log& log)
+    : config_(config), outputs_(outputs), log_(log) {}
 
 SourceRunner::~SourceRunner() = default;
 
@@ -104,6 +104,7 @@ void SourceRunner::setFormats(std::shared_ptr<const FormatFile> formats) {
   } else {
     binder_.emplace(formats_, options, [this](const MessageBinder::Outcome& outcome) { handle(outcome); });
   }
+  if (Sender* const sender = outputs_.sender) maker_.emplace(formats_, sender->form(), sender->nameOf(config_.name));
   writer_.emplace(formats_->forms(), EventSource{config_.defaultText, config_.label, fileName_});
 }
 
@@ -129,6 +130,7 @@ bool SourceRunner::work(TimePoint now, std::size_t most) {
   Message message;
   checkpoint("turn-begun");
   for (std::size_t n = 0; n < most; ++n) {
+    if (outputs_.sender && outputs_.sender->isFull()) return true;
     if (source_->next(now, message)) {
       if (message.cut) {
         message.text = marked(message, now);
@@ -171,13 +173,24 @@ void SourceRunner::handle(const MessageBinder::Outcome& outcome) {
   }
 }
 
-/// Writes the event as one line, whatever its values hold: a newline within them is written as "\n".
 void SourceRunner::write(const MessageBinder::Outcome& outcome) {
   if (outcome.path != fileName_) {
     fileName_ = outcome.path;
     writer_->setSource({config_.defaultText, config_.label, fileName_});
   }
-  LineBuffer& lines = events_.lines();
+  outputs_.sender ? send(outcome) : writeLine(outcome);
+}
+
+void SourceRunner::send(const MessageBinder::Outcome& outcome) {
+  const delivery::Record* const record = maker_->make(outcome, {config_.defaultText, config_.label, fileName_});
+  if (record) return outputs_.sender->add(*record);
+  log_.error(config_.name + ": an event is lost that is too large to be sent, of class " +
+             formats_->classes()[outcome.match->place]);
+}
+
+/// Writes the event as one line, whatever its values hold: a newline within them is written as "\n".
+void SourceRunner::writeLine(const MessageBinder::Outcome& outcome) {
+  LineBuffer& lines = outputs_.lines.lines();
   static_assert(EventWriter::kStride <= Message::kSlack);
   const std::string_view text = outcome.roomy ? outcome.text : std::string_view();
   const std::size_t most = writer_->begin(outcome.match->place, outcome.match->values, text);
@@ -211,10 +224,23 @@ int SourceRunner::flushUnmatched(LineOutput::Clock::time_point now) { return unm
 int SourceRunner::reopen() { return unmatched_ ? unmatched_->reopen() : 0; }
 
 void SourceRunner::written() {
-  for (const auto& [file, position] : handled_) source_->acknowledge(position);
+  for (const auto& [file, position] : handled_) {
+    source_->acknowledge(position);
+    if (outputs_.sender) written_.push_back(position);
+  }
   handled_.clear();
   latest_ = nullptr;
   checkpoint("acknowledged");
+}
+
+void SourceRunner::sent(delivery::Client::Ticket ticket) {
+  if (!written_.empty()) sent_.push_back({ticket, std::exchange(written_, {})});
+}
+
+void SourceRunner::stored(delivery::Client::Ticket safe) {
+  for (; !sent_.empty() && sent_.front().ticket <= safe; sent_.pop_front()) {
+    for (const Position& position : sent_.front().positions) source_->stored(position);
+  }
 }
 
 /// Adds what was counted by format to what is kept by class.

@@ -2,6 +2,7 @@
 #define QUILLON_ADAPTER_SOURCERUNNER_H_
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -13,6 +14,8 @@
 #include "adapter/FormatFile.h"
 #include "adapter/MessageBinder.h"
 #include "adapter/Positions.h"
+#include "adapter/RecordMaker.h"
+#include "adapter/Sender.h"
 #include "daemon/Log.h"
 #include "foundation/line_output.h"
 #include "src/adapters/logfile/event/EventWriter.h"
@@ -34,10 +37,15 @@ struct SourceFigures {
 /// outputs' buffers. What was written for sure is acknowledged later, by written(). For one thread.
 class SourceRunner : private SourceObserver {
  public:
+  /// Where events go: lines, or with a sender to that.
+  struct Outputs {
+    LineOutput& lines;
+    Sender* sender;
+  };
   /// Opens the source, which goes on from `state`. Null when that cannot be, with the reason in `error`. Refers to
-  /// `events` and `log`.
+  /// what `outputs` does and `log`.
   static std::unique_ptr<SourceRunner> open(const SourceConfig& config, std::shared_ptr<const FormatFile> formats,
-                                            const KeptState& state, LineOutput& events, const Log& log,
+                                            const KeptState& state, const Outputs& outputs, const Log& log,
                                             std::string& error);
   ~SourceRunner() override;
 
@@ -62,8 +70,14 @@ class SourceRunner : private SourceObserver {
   bool isFull() const { return unmatched_ && unmatched_->isFull(); }
   /// Writes the unmatched messages. 0, or the errno of what failed.
   [[nodiscard]] int flushUnmatched(LineOutput::Clock::time_point now);
-  /// All events up to here are where they belong.
+  /// All events up to here are where they belong, or travel with what takeChanges() says of them.
   void written();
+  /// What was written() since the last call went with this ticket.
+  void sent(delivery::Client::Ticket ticket);
+  /// All up to this ticket is safe.
+  void stored(delivery::Client::Ticket safe);
+  /// There is something that was sent, and is not known to be safe.
+  bool awaitsStorage() const { return !sent_.empty(); }
   /// What has changed since the last call in the state to be kept.
   std::vector<StateRecord> takeChanges() { return source_->takeChanges(); }
 
@@ -80,11 +94,13 @@ class SourceRunner : private SourceObserver {
   SourceFigures figures(TimePoint now);
 
  private:
-  SourceRunner(const SourceConfig& config, LineOutput& events, const Log& log);
+  SourceRunner(const SourceConfig& config, const Outputs& outputs, const Log& log);
 
   void setFormats(std::shared_ptr<const FormatFile> formats);
   void handle(const MessageBinder::Outcome& outcome);
   void write(const MessageBinder::Outcome& outcome);
+  void writeLine(const MessageBinder::Outcome& outcome);
+  void send(const MessageBinder::Outcome& outcome);
   std::string_view marked(const Message& message, TimePoint now);
   void collectCounts();
 
@@ -92,17 +108,24 @@ class SourceRunner : private SourceObserver {
   void notice(Level level, std::string_view text) override;
 
   SourceConfig config_;
-  LineOutput& events_;
+  const Outputs outputs_;
   const Log& log_;
   std::unique_ptr<Source> source_;
   std::shared_ptr<const FormatFile> formats_;
   std::optional<MessageBinder> binder_;
   std::optional<EventWriter> writer_;
-  std::string fileName_;  ///< Of the message before, for which `writer_` is set.
+  std::optional<RecordMaker> maker_;  ///< With a sender.
+  std::string fileName_;              ///< Of the message before, for which `writer_` is set.
   std::optional<LineOutput> unmatched_;
   std::unordered_map<std::uint64_t, Position> handled_;  ///< By file: the last position, since the last written().
   Position* latest_ = nullptr;                           ///< The one of them that was set last.
-  std::vector<std::uint64_t> bound_;                     ///< By format, of those at work now.
+  std::vector<Position> written_;                        ///< Since the last sent().
+  struct Sent {
+    delivery::Client::Ticket ticket;
+    std::vector<Position> positions;
+  };
+  std::deque<Sent> sent_;
+  std::vector<std::uint64_t> bound_;  ///< By format, of those at work now.
   std::map<std::string, std::uint64_t> eventsByClass_;
   std::uint64_t unmatchedCount_ = 0;
   std::uint64_t givenUp_ = 0;

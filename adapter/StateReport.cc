@@ -14,6 +14,8 @@
 #include <utility>
 #include <vector>
 
+#include "adapter/Positions.h"
+#include "delivery/cache/inspection.h"
 #include "foundation/json_text.h"
 #include "foundation/visible.h"
 #include "src/adapters/logfile/source/FileRecord.h"
@@ -109,9 +111,8 @@ std::string json(const std::vector<Row>& rows) {
   return text + (rows.empty() ? "]\n" : "\n]\n");
 }
 
-}  // namespace
-
-bool reportState(const Config& config, StateForm form, std::string& text, std::string& error, std::string& trouble) {
+/// What the state file has. `whole` becomes false when some of it is damaged.
+bool readState(const Config& config, StateFile::Kept& sources, bool& whole, std::string& error) {
   if (config.state.empty()) {
     error = "no state directory is configured";
     return false;
@@ -121,8 +122,33 @@ bool reportState(const Config& config, StateForm form, std::string& text, std::s
     error = "cannot read " + statePath(config) + ": " + std::strerror(errno);
     return false;
   }
+  whole = StateFile::parse(kept, sources);
+  return true;
+}
+
+/// What travels with the events.
+bool readCache(const delivery::DeliveryConfig& config, StateFile::Kept& sources, bool& whole, std::string& error) {
+  delivery::CacheContents contents;
+  std::string path;
+  const int failure = readContents(delivery::Files::real(), config.cache.directory, contents, path);
+  if (failure != 0 && failure != ENOENT) {
+    error = "cannot read " + path + ": " + std::strerror(failure);
+    return false;
+  }
+  sources = Positions::bySource(contents.log.positions);
+  whole = contents.log.havePositions;
+  return true;
+}
+
+}  // namespace
+
+bool reportState(const Config& config, StateForm form, std::string& text, std::string& error, std::string& trouble) {
   StateFile::Kept sources;
-  bool whole = StateFile::parse(kept, sources);
+  bool whole = true;
+  if (config.delivery ? !readCache(*config.delivery, sources, whole, error)
+                      : !readState(config, sources, whole, error)) {
+    return false;
+  }
   std::vector<Row> rows;
   for (const auto& [source, records] : sources) {
     for (const auto& [key, value] : records) {
@@ -140,7 +166,8 @@ bool reportState(const Config& config, StateForm form, std::string& text, std::s
   std::ranges::sort(rows, [](const Row& a, const Row& b) {
     return std::tie(a.source, a.file.path, a.file.id) < std::tie(b.source, b.file.path, b.file.id);
   });
-  if (!whole) trouble = statePath(config) + " is damaged; what could not be read is left out";
+  const std::string name = config.delivery ? config.delivery->cache.directory : statePath(config);
+  if (!whole) trouble = name + " is damaged; what could not be read is left out";
   text = form == StateForm::kJson ? json(rows) : table(rows);
   return true;
 }

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <vector>
 
 #include "foundation/checkpoint.h"
 
@@ -59,6 +58,14 @@ char lastByte(const std::string& path, std::uint64_t size) {
 std::string numbered(const std::string& path, unsigned number) { return path + "." + std::to_string(number); }
 
 }  // namespace
+
+std::vector<std::string> filesOf(const LineOutputOptions& options) {
+  std::vector<std::string> files;
+  if (!options.path.empty()) files.push_back(options.path);
+  if (options.rotation == Rotation::kSize) files.push_back(numbered(options.path, 1));
+  if (options.rotation == Rotation::kDaily) files.push_back(options.path + ".2000-01-01");
+  return files;
+}
 
 std::string LineOutput::open(const LineOutputOptions& options, Clock::time_point now) {
   options_ = options;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "foundation/descriptor.h"
 #include "foundation/line_buffer.h"
@@ -20,6 +21,9 @@ struct LineOutputOptions {
 
   bool operator==(const LineOutputOptions&) const = default;
 };
+
+/// The paths that such an output writes, one for each kind of name.
+std::vector<std::string> filesOf(const LineOutputOptions& options);
 
 /// Where lines go: standard output, or a file that is appended to and rotated. Lines are gathered and written whole, so
 /// that others who append to the file do not tear them. For one thread at a time.

@@ -74,6 +74,7 @@ Cache::Cache(CacheOptions options, Files& files, File lock, const Ledger::Conten
       synced_(index.synced),
       next_(index.next),
       positions_(std::move(index.positions)),
+      hasPositions_(index.havePositions),
       isSetBack_(index.setBack != 0),
       isUnsafe_(synced_ < std::min(end_, ledger.suspect)),
       lastSync_(Clock::now()) {

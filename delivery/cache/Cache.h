@@ -103,6 +103,8 @@ class Cache {
   std::uint64_t safe() const;
   /// What the sources need to go on, as of the last batch.
   const Positions& positions() const { return positions_; }
+  /// False when there were positions that damage has taken away. As the cache was opened.
+  bool hasPositions() const { return hasPositions_; }
 
   /// The reader `name`, which goes on behind what it has acknowledged, in whatever process; a new one begins with the
   /// oldest event there is. Null when that is no name (see Ledger::isName). One object at a time for a name.
@@ -169,7 +171,8 @@ class Cache {
 
   std::uint64_t next_;  ///< Number that the next event gets.
   Positions positions_;
-  File active_;             ///< The last segment, when it is open to be written to.
+  File active_;  ///< The last segment, when it is open to be written to.
+  const bool hasPositions_;
   bool isSetBack_;          ///< Events are missing that the positions do not count.
   bool hasBegun_ = false;   ///< A batch was written since the cache was opened.
   bool isNewName_ = false;  ///< The name of the active segment is not known to be on the disk.

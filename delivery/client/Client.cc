@@ -47,6 +47,7 @@ class Client::Impl {
   bool start(std::string& error);
 
   const Positions& positions() const { return positions_; }
+  bool hasPositions() const { return cache_->hasPositions(); }
   bool wants(const Record& record);
   Result send(Batch& batch, Ticket& ticket);
   Ticket safe() const { return safe_; }
@@ -160,7 +161,7 @@ bool Client::Impl::wants(const Record& record) {
     ++filtered_;
     return false;
   }
-  if (rateLimit_.passes(Clock::now())) return true;
+  if (config_.rateLimit == 0 || rateLimit_.passes(Clock::now())) return true;
   ++rateLimited_;
   return false;
 }
@@ -361,6 +362,7 @@ std::unique_ptr<Client> Client::start(const DeliveryConfig& config, Report repor
 }
 
 const Positions& Client::positions() const { return impl_->positions(); }
+bool Client::hasPositions() const { return impl_->hasPositions(); }
 bool Client::wants(const Record& record) { return impl_->wants(record); }
 Client::Result Client::send(Batch& batch, Ticket& ticket) { return impl_->send(batch, ticket); }
 Client::Ticket Client::safe() const { return impl_->safe(); }

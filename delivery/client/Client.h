@@ -36,6 +36,8 @@ class Client {
 
   /// Where sources are, as the cache had it when it was opened: from there on they have to go on.
   const Positions& positions() const;
+  /// False when there were some that damage has taken away.
+  bool hasPositions() const;
 
   /// False when no destination's filters let the event pass, or when it is too much for the rate limit; that was
   /// counted. Ask it for each event before it is added to a batch.

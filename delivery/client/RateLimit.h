@@ -15,11 +15,10 @@ class RateLimit {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// 0: no limit.
+  /// `perSecond` is at least 1.
   explicit RateLimit(std::uint64_t perSecond) : perSecond_(perSecond) {}
 
   bool passes(Clock::time_point now) {
-    if (perSecond_ == 0) return true;
     constexpr std::int64_t kSecond = 1'000'000'000;
     const std::int64_t time = std::chrono::nanoseconds(now.time_since_epoch()).count();
     const std::int64_t step = std::max<std::int64_t>(1, kSecond / static_cast<std::int64_t>(perSecond_));

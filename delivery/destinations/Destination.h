@@ -3,7 +3,7 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "config/TomlTable.h"
 #include "delivery/client/Feed.h"
@@ -24,6 +24,9 @@ class Destination {
 
   /// False when it takes events alone, so that an adapter that sends attributes or messages cannot have it.
   virtual bool takesAllForms() const { return false; }
+
+  /// The files that it writes, one for each kind of name, so that nobody reads them who sends to it.
+  virtual std::vector<std::string> writes() const { return {}; }
 };
 
 /// Reads the keys of its own type from the table [destination.NAME]: what is wrong becomes faults of the table. Never

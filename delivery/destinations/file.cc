@@ -26,6 +26,7 @@ class FileDestination : public Destination {
   FileDestination(LineOutputOptions options, bool doesSync) : options_(std::move(options)), doesSync_(doesSync) {}
 
   bool takesAllForms() const override { return true; }
+  std::vector<std::string> writes() const override { return filesOf(options_); }
 
   void run(Feed& feed) const override {
     LineOutput output;

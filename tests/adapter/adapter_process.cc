@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <memory>
@@ -21,7 +22,7 @@ namespace quillon {
 namespace {
 
 std::string killAt;
-int passes;
+std::atomic<int> passes;  // of any thread
 
 void passCheckpoint(const char* name) {
   if (killAt == name && --passes == 0) kill(getpid(), SIGKILL);

@@ -92,6 +92,14 @@ TEST(Config, FaultsAreToldWithTheirPlaces) {
       {"[output]\npath = \"e\"\n[source.b]\ntype = \"stdin\"\nformats = \"f\"\nunmatched = \"u\"\n"
        "[source.c]\ntype = \"stdin\"\nformats = \"f\"\nunmatched = \"u\"\n",  // one for two is fine
        "good"},
+      {"[delivery]\ncache = \"c\"\n[destination.d]\ntype = \"stdout\"\n", "good"},
+      {"state = \"s\"\n[output]\n[delivery]\ncache = \"c\"\n[destination.d]\ntype = \"stdout\"\n",
+       "1:9 with [delivery] there is no state: where sources are is kept in the cache\n"
+       "2:1 [output] and [delivery] exclude each other: events go one way\n"},
+      {"[delivery]\ncache = \"log\"\n[destination.d]\ntype = \"file\"\npath = \"log.1\"\n"
+       "[source.b]\ntype = \"file\"\nformats = \"f\"\npath = [\"log*\", \"log/l*er\"]\n",
+       "9:8 the adapter itself writes /etc/log.1, which this follows: exclude it\n"
+       "9:8 the adapter itself writes /etc/log/ledger, which this follows: exclude it\n"},
   };
   for (const Case& c : cases) EXPECT_EQ(c.expected, faultsOf(std::string(c.text) + kSource)) << c.text;
 

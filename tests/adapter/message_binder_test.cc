@@ -22,7 +22,7 @@ class MessageBinderTest : public testing::Test {
     const ScratchDirectory directory;
     writeFile(directory.path() / "formats", formats);
     CollectedReports reports;
-    file_ = FormatFile::load(directory.path() / "formats", FormatOrder::kOfFile, EventForm::kText, reports);
+    file_ = FormatFile::load(directory.path() / "formats", FormatOrder::kOfFile, EventForm::kText, false, reports);
     ASSERT_TRUE(file_);
     binder_.emplace(file_, options_, [this](const MessageBinder::Outcome& outcome) { take(outcome); });
   }

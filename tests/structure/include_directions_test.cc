@@ -46,7 +46,7 @@ const std::map<std::string, std::vector<std::string>> kMayInclude = {
     {"program", {"foundation", "codeset", "src/adapters/logfile/common"}},
     {"adapter",
      {"foundation", "config", "src/adapters/logfile/common", "src/adapters/logfile/match", "src/adapters/logfile/event",
-      "src/adapters/logfile/source", "daemon", "program"}},
+      "src/adapters/logfile/source", "cds", "delivery/cache", "delivery", "daemon", "program"}},
     {"daemon", {"foundation", "config"}},
     {"server", {"foundation", "config", "codeset", "cds", "delivery/cache", "delivery", "daemon", "program"}},
     {"compiler", {"program", "src/adapters/logfile/common"}},

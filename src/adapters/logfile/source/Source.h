@@ -140,6 +140,9 @@ class Source {
   /// Everything up to this position has been taken care of, and takeChanges() may say so. What was delivered and never
   /// acknowledged is delivered again after a restart.
   virtual void acknowledge(const Position& /*position*/) {}
+  /// Everything up to this position is stored for good, as far as the outputs promise that, so whoever keeps it for
+  /// this source may forget it. Comes some time after acknowledge(), in order, and not for every position.
+  virtual void stored(const Position& /*position*/) {}
   /// True when a message that ends here and was not acknowledged is delivered again after a restart.
   virtual bool comesAgain(const Position& /*position*/) const { return false; }
   /// What has changed in the state to be kept since the last call. Kept in one write with what came of the acknowledged
