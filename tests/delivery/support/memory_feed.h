@@ -37,6 +37,7 @@ class MemoryFeed : public Feed {
   void delivered(std::uint64_t end) override;
   std::uint64_t delivered() const override;
   void again() override;
+  void rewind(std::uint64_t number) override;
   void wait(Clock::time_point until, std::span<pollfd> others) override;
   bool stopping() const override;
   bool draining() const override;
