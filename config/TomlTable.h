@@ -84,6 +84,8 @@ class TomlTable {
   void report(std::string_view key, const std::string& text);
   /// A fault when `key` is not there.
   void require(std::string_view key);
+  /// Whatever keys there are, finish() has nothing to say of them.
+  void takeAll() { takesAll_ = true; }
   /// Call it last.
   void finish();
 
@@ -103,6 +105,7 @@ class TomlTable {
   const std::string name_;
   std::vector<ConfigFault>& faults_;
   std::vector<std::string_view> asked_;
+  bool takesAll_ = false;
 };
 
 /// The one of `known` that `word` was most likely meant to be: no more than a third of its characters, two at most,

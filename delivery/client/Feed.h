@@ -28,15 +28,20 @@ class Feed {
 
   virtual ~Feed() = default;
 
-  /// The next events. False when there are none at present. Does not wait.
+  /// The next events; those of one batch of the cache, which has a megabyte of them, or one large one. False when there
+  /// are none at present. Does not wait.
   [[nodiscard]] virtual bool read(Events& events) = 0;
 
-  /// All events below `end` are at the destination, in the sense that it promises; they are not read again.
+  /// All events below `end`, which read() gave or is less, are at the destination, in the sense that it promises; they
+  /// are not read again.
   virtual void delivered(std::uint64_t end) = 0;
   virtual std::uint64_t delivered() const = 0;
 
   /// Reads again from delivered() on: the connection is lost, and nobody knows what arrived.
   virtual void again() = 0;
+  /// Reads again from the event `number` on, or from the oldest that the cache still has: the destination has lost what
+  /// it had. Nothing from there on counts as delivered.
+  virtual void rewind(std::uint64_t number) = 0;
 
   /// Waits until there may be more to read, one of `others` is ready, the destination is to stop, or it is `until`.
   /// Fills in the revents of `others`.

@@ -97,6 +97,13 @@ void MemoryFeed::again() {
   ++repetitions_;
 }
 
+void MemoryFeed::rewind(std::uint64_t number) {
+  const std::lock_guard lock(mutex_);
+  read_ = number;
+  delivered_ = std::min(delivered_, number);
+  ++repetitions_;
+}
+
 void MemoryFeed::wait(Clock::time_point until, std::span<pollfd> others) {
   std::vector<pollfd> all(others.begin(), others.end());
   all.push_back({wake_.get(), POLLIN, 0});

@@ -30,13 +30,14 @@ class MemoryFeed : public Feed {
   std::vector<std::string> reports() const;
   std::uint64_t counted(const std::string& name) const;
   bool isConnected() const;
-  /// How often again() was called.
+  /// How often again() or rewind() was called.
   int repetitions() const;
 
   bool read(Events& events) override;
   void delivered(std::uint64_t end) override;
   std::uint64_t delivered() const override;
   void again() override;
+  void rewind(std::uint64_t number) override;
   void wait(Clock::time_point until, std::span<pollfd> others) override;
   bool stopping() const override;
   bool draining() const override;
