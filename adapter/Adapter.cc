@@ -113,8 +113,8 @@ bool Adapter::start() {
   if (config().state.empty()) {
     log_.info("no state directory is configured: where reading stopped will not be known at the next start");
   }
-  events_ = std::make_unique<EventOutput>();
-  error = events_->open(config().output, EventOutput::Clock::now());
+  events_ = std::make_unique<LineOutput>();
+  error = events_->open(config().output, LineOutput::Clock::now());
   if (!error.empty()) return failed();
   for (std::size_t i = 0; i < config().sources.size(); ++i) {
     auto runner = openSource(*setup_, i, error);
@@ -261,7 +261,7 @@ void Adapter::giveUp() {
 }
 
 int Adapter::flushOutputs() {
-  const EventOutput::Clock::time_point now = EventOutput::Clock::now();
+  const LineOutput::Clock::time_point now = LineOutput::Clock::now();
   for (const auto& runner : runners_) {
     if (const int error = runner->flushUnmatched(now)) return error;
   }
@@ -339,12 +339,12 @@ bool Adapter::apply(const std::shared_ptr<const Setup>& setup) {
     log_.error(error);
     return false;
   };
-  auto output = std::make_unique<EventOutput>();
+  auto output = std::make_unique<LineOutput>();
   if (next.output != config().output) {
-    error = output->open(next.output, EventOutput::Clock::now());
+    error = output->open(next.output, LineOutput::Clock::now());
     if (!error.empty()) return refused();
   }
-  std::vector<std::optional<EventOutput>> unmatched(next.sources.size());
+  std::vector<std::optional<LineOutput>> unmatched(next.sources.size());
   std::vector<std::unique_ptr<SourceRunner>> opened;
   std::vector<std::size_t> waiting;
   for (std::size_t i = 0; i < next.sources.size(); ++i) {

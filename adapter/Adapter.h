@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "adapter/EventOutput.h"
 #include "adapter/Metrics.h"
 #include "adapter/Positions.h"
 #include "adapter/Reloader.h"
@@ -15,6 +14,7 @@
 #include "daemon/Log.h"
 #include "daemon/Supervisor.h"
 #include "foundation/descriptor.h"
+#include "foundation/line_output.h"
 
 namespace quillon {
 
@@ -72,7 +72,7 @@ class Adapter {
   Supervisor supervisor_;
   Descriptor signals_;
   std::unique_ptr<Positions> positions_;
-  std::unique_ptr<EventOutput> events_;
+  std::unique_ptr<LineOutput> events_;
   std::unique_ptr<Metrics> metrics_;
   std::unique_ptr<Reloader> reloader_;
   std::vector<std::unique_ptr<SourceRunner>> runners_;  ///< Also those that a reload has told to end.

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "config/address.h"
+#include "config/line_output_config.h"
 #include "src/adapters/logfile/source/PathScanner.h"
 
 namespace quillon {
@@ -23,13 +24,6 @@ constexpr std::uint64_t kLongestMessage = 64 << 20;
 constexpr milliseconds kDay{86'400'000};
 /// What StateFile makes, behind its path.
 constexpr const char* kStateFiles[] = {"", ".lock", ".new", ".damaged"};
-
-/// Without ".", ".." and slashes that mean nothing.
-std::string normalised(const fs::path& path) {
-  std::string normal = path.lexically_normal();
-  if (normal.size() > 1 && normal.ends_with('/')) normal.pop_back();
-  return normal;
-}
 
 /// A pattern that `path` alone matches.
 std::string patternFor(const std::string& path) {
@@ -68,20 +62,8 @@ class ConfigReader {
 
  private:
   void readOutput(TomlTable& table) {
-    OutputConfig& output = config_.output;
-    readPath(table, "path", output.path);
-    table.readWord("form", output.form, {{"event", EventForm::kText}, {"json", EventForm::kJson}});
-    table.readWord("rotate", output.rotation,
-                   {{"never", Rotation::kNone}, {"daily", Rotation::kDaily}, {"size", Rotation::kSize}});
-    table.readSize("max_size", output.maxSize, 4096, std::uint64_t{1} << 50);
-    std::uint64_t keep = output.keep;
-    table.readNumber("keep", keep, 1, 1000);
-    output.keep = static_cast<unsigned>(keep);
-    if (output.path.empty()) {
-      for (const char* key : {"rotate", "max_size", "keep"}) {
-        if (table.has(key)) table.report(key, "output." + std::string(key) + " needs output.path: only files rotate");
-      }
-    }
+    table.readWord("form", config_.output.form, {{"event", EventForm::kText}, {"json", EventForm::kJson}});
+    readLineOutput(table, directory_, config_.output);
     table.finish();
   }
 
@@ -143,7 +125,7 @@ class ConfigReader {
 
   /// Paths that are used for something, by which none else may write there, and for what.
   std::map<std::string, std::string> takenFiles() const {
-    std::map<std::string, std::string> files = {{normalised(file_), "this configuration"}};
+    std::map<std::string, std::string> files = {{resolvedPath("", file_), "this configuration"}};
     if (!config_.state.empty()) {
       for (const char* const ending : kStateFiles) files.emplace(statePath(config_) + ending, "a part of the state");
     }
@@ -277,12 +259,10 @@ class ConfigReader {
     }
   }
 
-  void readPath(TomlTable& table, std::string_view key, std::string& path) {
-    if (table.readName(key, path)) path = normalised(directory_ / path);
-  }
+  void readPath(TomlTable& table, std::string_view key, std::string& path) { table.readPath(key, directory_, path); }
 
   std::string resolvedPattern(const std::string& pattern) const {
-    return normalised(fs::path(patternFor(directory_)) / pattern);
+    return resolvedPath(patternFor(directory_), pattern);
   }
 
   const fs::path directory_;

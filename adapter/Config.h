@@ -12,6 +12,7 @@
 #include "adapter/FormatFile.h"
 #include "config/TomlTable.h"
 #include "daemon/Log.h"
+#include "foundation/line_output.h"
 #include "src/adapters/logfile/event/EventForms.h"
 #include "src/adapters/logfile/source/DatagramSource.h"
 #include "src/adapters/logfile/source/FifoSource.h"
@@ -39,15 +40,9 @@ struct SourceConfig {
   std::variant<StreamOptions, FileOptions, FifoOptions, TcpOptions, DatagramOptions> input;
 };
 
-enum class Rotation { kNone, kDaily, kSize };
-
 /// The table [output].
-struct OutputConfig {
+struct OutputConfig : LineOutputOptions {
   EventForm form = EventForm::kText;
-  std::string path;  ///< Empty: standard output.
-  Rotation rotation = Rotation::kNone;
-  std::uint64_t maxSize = 100 << 20;  ///< Bytes, for Rotation::kSize.
-  unsigned keep = 7;                  ///< Files that were rotated away.
 
   bool operator==(const OutputConfig&) const = default;
 };

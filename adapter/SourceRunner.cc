@@ -46,12 +46,12 @@ class Opener {
 };
 
 /// The file for unmatched messages; nothing when none is wanted, or with an error.
-std::optional<EventOutput> openFor(const SourceConfig& config, std::string& error) {
+std::optional<LineOutput> openFor(const SourceConfig& config, std::string& error) {
   if (config.unmatched.empty()) return std::nullopt;
-  OutputConfig output;
+  LineOutputOptions output;
   output.path = config.unmatched;
-  EventOutput unmatched;
-  error = unmatched.open(output, EventOutput::Clock::now());
+  LineOutput unmatched;
+  error = unmatched.open(output, LineOutput::Clock::now());
   if (!error.empty()) return std::nullopt;
   return unmatched;
 }
@@ -72,7 +72,7 @@ bool joinsLines(const SourceConfig& config) {
 }  // namespace
 
 std::unique_ptr<SourceRunner> SourceRunner::open(const SourceConfig& config, std::shared_ptr<const FormatFile> formats,
-                                                 const KeptState& state, EventOutput& events, const Log& log,
+                                                 const KeptState& state, LineOutput& events, const Log& log,
                                                  std::string& error) {
   std::unique_ptr<SourceRunner> runner(new SourceRunner(config, events, log));
   runner->unmatched_ = openFor(config, error);
@@ -83,12 +83,12 @@ std::unique_ptr<SourceRunner> SourceRunner::open(const SourceConfig& config, std
   return runner;
 }
 
-SourceRunner::SourceRunner(const SourceConfig& config, EventOutput& events, const Log& log)
+SourceRunner::SourceRunner(const SourceConfig& config, LineOutput& events, const Log& log)
     : config_(config), events_(events), log_(log) {}
 
 SourceRunner::~SourceRunner() = default;
 
-std::optional<EventOutput> SourceRunner::openUnmatched(const SourceConfig& config, std::string& error) const {
+std::optional<LineOutput> SourceRunner::openUnmatched(const SourceConfig& config, std::string& error) const {
   if (config.unmatched == config_.unmatched) return std::nullopt;
   return openFor(config, error);
 }
@@ -108,9 +108,9 @@ void SourceRunner::setFormats(std::shared_ptr<const FormatFile> formats) {
 }
 
 void SourceRunner::reconfigure(const SourceConfig& config, std::shared_ptr<const FormatFile> formats,
-                               std::optional<EventOutput> unmatched) {
+                               std::optional<LineOutput> unmatched) {
   if (config.unmatched != config_.unmatched) {
-    if (unmatched_) static_cast<void>(unmatched_->flush(EventOutput::Clock::now()));
+    if (unmatched_) static_cast<void>(unmatched_->flush(LineOutput::Clock::now()));
     if (unmatched_ && unmatched) unmatched->takeOver(*unmatched_);  // what the old file does not take
     unmatched_ = std::move(unmatched);
   }
@@ -206,7 +206,7 @@ std::string_view SourceRunner::marked(const Message& message, TimePoint now) {
   return marked_.assign(message.text).append(kCutMark);
 }
 
-int SourceRunner::flushUnmatched(EventOutput::Clock::time_point now) { return unmatched_ ? unmatched_->flush(now) : 0; }
+int SourceRunner::flushUnmatched(LineOutput::Clock::time_point now) { return unmatched_ ? unmatched_->flush(now) : 0; }
 
 int SourceRunner::reopen() { return unmatched_ ? unmatched_->reopen() : 0; }
 

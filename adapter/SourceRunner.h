@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "adapter/Config.h"
-#include "adapter/EventOutput.h"
 #include "adapter/FormatFile.h"
 #include "adapter/MessageBinder.h"
 #include "adapter/Positions.h"
 #include "daemon/Log.h"
+#include "foundation/line_output.h"
 #include "src/adapters/logfile/event/EventWriter.h"
 #include "src/adapters/logfile/source/Source.h"
 
@@ -37,7 +37,7 @@ class SourceRunner : private SourceObserver {
   /// Opens the source, which goes on from `state`. Null when that cannot be, with the reason in `error`. Refers to
   /// `events` and `log`.
   static std::unique_ptr<SourceRunner> open(const SourceConfig& config, std::shared_ptr<const FormatFile> formats,
-                                            const KeptState& state, EventOutput& events, const Log& log,
+                                            const KeptState& state, LineOutput& events, const Log& log,
                                             std::string& error);
   ~SourceRunner() override;
 
@@ -61,7 +61,7 @@ class SourceRunner : private SourceObserver {
   /// So many unmatched messages are gathered that they should be written.
   bool isFull() const { return unmatched_ && unmatched_->isFull(); }
   /// Writes the unmatched messages. 0, or the errno of what failed.
-  [[nodiscard]] int flushUnmatched(EventOutput::Clock::time_point now);
+  [[nodiscard]] int flushUnmatched(LineOutput::Clock::time_point now);
   /// All events up to here are where they belong.
   void written();
   /// What has changed since the last call in the state to be kept.
@@ -69,18 +69,18 @@ class SourceRunner : private SourceObserver {
 
   /// Opens the file for unmatched messages that a configuration names, if it is another one than this has; with the
   /// reason in `error` when that cannot be.
-  std::optional<EventOutput> openUnmatched(const SourceConfig& config, std::string& error) const;
+  std::optional<LineOutput> openUnmatched(const SourceConfig& config, std::string& error) const;
   /// Goes on with another configuration of the same input, from the next message on. `unmatched` is what
   /// openUnmatched() gave.
   void reconfigure(const SourceConfig& config, std::shared_ptr<const FormatFile> formats,
-                   std::optional<EventOutput> unmatched);
+                   std::optional<LineOutput> unmatched);
   /// Opens the file of unmatched messages anew.
   [[nodiscard]] int reopen();
 
   SourceFigures figures(TimePoint now);
 
  private:
-  SourceRunner(const SourceConfig& config, EventOutput& events, const Log& log);
+  SourceRunner(const SourceConfig& config, LineOutput& events, const Log& log);
 
   void setFormats(std::shared_ptr<const FormatFile> formats);
   void handle(const MessageBinder::Outcome& outcome);
@@ -92,14 +92,14 @@ class SourceRunner : private SourceObserver {
   void notice(Level level, std::string_view text) override;
 
   SourceConfig config_;
-  EventOutput& events_;
+  LineOutput& events_;
   const Log& log_;
   std::unique_ptr<Source> source_;
   std::shared_ptr<const FormatFile> formats_;
   std::optional<MessageBinder> binder_;
   std::optional<EventWriter> writer_;
   std::string fileName_;  ///< Of the message before, for which `writer_` is set.
-  std::optional<EventOutput> unmatched_;
+  std::optional<LineOutput> unmatched_;
   std::unordered_map<std::uint64_t, Position> handled_;  ///< By file: the last position, since the last written().
   Position* latest_ = nullptr;                           ///< The one of them that was set last.
   std::vector<std::uint64_t> bound_;                     ///< By format, of those at work now.

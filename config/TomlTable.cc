@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <span>
 
 #include "foundation/characters.h"
@@ -72,6 +73,12 @@ std::string listOf(const std::vector<std::string_view>& words) {
 
 }  // namespace
 
+std::string resolvedPath(const std::string& directory, const std::string& path) {
+  std::string resolved = (std::filesystem::path(directory) / path).lexically_normal();
+  if (resolved.size() > 1 && resolved.ends_with('/')) resolved.pop_back();
+  return resolved;
+}
+
 std::string_view nearest(std::string_view word, const std::vector<std::string_view>& known) {
   std::string_view best;
   std::size_t least = std::min<std::size_t>(2, std::max<std::size_t>(1, word.size() / 3)) + 1;
@@ -127,6 +134,12 @@ bool TomlTable::readNames(std::string_view key, std::vector<std::string>& target
   if (names.size() < array->size()) return false;
   target = std::move(names);
   return true;
+}
+
+bool TomlTable::readPath(std::string_view key, const std::string& directory, std::string& target) {
+  const bool isThere = readName(key, target);
+  if (isThere) target = resolvedPath(directory, target);
+  return isThere;
 }
 
 void TomlTable::readNumber(std::string_view key, std::uint64_t& target, std::uint64_t least, std::uint64_t most) {
@@ -188,6 +201,20 @@ std::optional<TomlTable> TomlTable::table(std::string_view key) {
     return std::nullopt;
   }
   return TomlTable(*found, keyName(key), faults_);
+}
+
+std::vector<TomlTable> TomlTable::tables(std::string_view key) {
+  std::vector<TomlTable> found;
+  const toml::node* const node = find(key);
+  if (!node) return found;
+  const toml::array* const array = node->as_array();
+  if (!array || !(array->empty() || array->is_homogeneous<toml::table>())) {
+    reportType(*node, key, "tables, [[" + keyName(key) + "]]");
+    return found;
+  }
+  found.reserve(array->size());
+  for (const toml::node& element : *array) found.emplace_back(*element.as_table(), keyName(key), faults_);
+  return found;
 }
 
 std::vector<std::string> TomlTable::names() {

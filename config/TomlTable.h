@@ -41,6 +41,9 @@ class TomlTable {
   /// One such string or an array of them. True when there is one or an array.
   bool readNames(std::string_view key, std::vector<std::string>& target);
 
+  /// The same for a path, which becomes an absolute one, see resolvedPath().
+  bool readPath(std::string_view key, const std::string& directory, std::string& target);
+
   /// An integer from `least` to `most`.
   void readNumber(std::string_view key, std::uint64_t& target, std::uint64_t least, std::uint64_t most);
 
@@ -73,6 +76,9 @@ class TomlTable {
   /// The table at `key`; nothing, after a fault where it is something else, when there is none.
   std::optional<TomlTable> table(std::string_view key);
 
+  /// The tables of the array at `key`, [[KEY]]; none, after a fault where it is something else, when there is none.
+  std::vector<TomlTable> tables(std::string_view key);
+
   /// The names of the tables within this one, in the order of the document.
   std::vector<std::string> names();
 
@@ -82,6 +88,8 @@ class TomlTable {
 
   /// A fault at the value of `key`, or at the table when there is none.
   void report(std::string_view key, const std::string& text);
+  /// How a message names it, "source.auth.path".
+  std::string keyName(std::string_view key) const;
   /// A fault when `key` is not there.
   void require(std::string_view key);
   /// Whatever keys there are, finish() has nothing to say of them.
@@ -99,7 +107,6 @@ class TomlTable {
   const std::string* nameAt(const toml::node& node, std::string_view key, std::string_view expected);
   void reportUnknown(const toml::node& node, std::string_view what, const std::string& word,
                      const std::vector<std::string_view>& known);
-  std::string keyName(std::string_view key) const;
 
   const toml::table& table_;
   const std::string name_;
@@ -107,6 +114,9 @@ class TomlTable {
   std::vector<std::string_view> asked_;
   bool takesAll_ = false;
 };
+
+/// `path`, a relative one from `directory`, without ".", ".." and slashes that mean nothing.
+std::string resolvedPath(const std::string& directory, const std::string& path);
 
 /// The one of `known` that `word` was most likely meant to be: no more than a third of its characters, two at most,
 /// differ (Damerau's distance, optimal string alignment). Empty when there is none.

@@ -67,8 +67,7 @@ class SampleRunner::Order {
 };
 
 SampleRunner::SampleRunner(LogDriver& formats, bool fromEventLog) : formats_(formats), fromEventLog_(fromEventLog) {
-  std::vector<FormatSpec*> inOrder;
-  for (FormatSpec* format : formats.getFormats()) inOrder.push_back(format);
+  std::vector<FormatSpec*> inOrder = formats.listed();
   ofFile_ = std::make_unique<Order>(inOrder);
   std::ranges::reverse(inOrder);
   lastFirst_ = std::make_unique<Order>(std::move(inOrder));

@@ -227,8 +227,7 @@ class ShadowSearch {
 
 std::shared_ptr<const FormatSet> formatsInOrder(const LogDriver& driver, TryOrder order) {
   if (driver.isInFileOrder() == (order == TryOrder::kFileOrder)) return FormatSet::make(driver);
-  std::vector<const FormatSpec*> formats;
-  for (const FormatSpec* format : driver.getFormats()) formats.push_back(format);
+  std::vector<FormatSpec*> formats = driver.listed();
   if (!driver.isInFileOrder()) std::reverse(formats.begin(), formats.end());
   LogDriver turned;
   for (const FormatSpec* format : formats) turned.addFormatSpec(format);

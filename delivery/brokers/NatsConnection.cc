@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <condition_variable>
-#include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <optional>
@@ -305,9 +304,6 @@ bool ensureStream(NatsConnection& connection, const NatsStream& stream, const st
 }
 
 void readNatsOptions(TomlTable& table, const std::string& directory, NatsOptions& options) {
-  const auto readPath = [&](std::string_view key, std::string& path) {
-    if (table.readName(key, path)) path = (std::filesystem::path(directory) / path).lexically_normal();
-  };
   table.require("servers");
   if (table.readNames("servers", options.servers) && options.servers.empty()) {
     table.report("servers", "there must be one server at least");
@@ -318,14 +314,14 @@ void readNatsOptions(TomlTable& table, const std::string& directory, NatsOptions
     if (server.starts_with("tls://")) options.tls = true;
   }
   table.readName("user", options.user);
-  readPath("password_file", options.passwordFile);
-  readPath("token_file", options.tokenFile);
-  readPath("credentials", options.credentials);
+  table.readPath("password_file", directory, options.passwordFile);
+  table.readPath("token_file", directory, options.tokenFile);
+  table.readPath("credentials", directory, options.credentials);
   table.read("tls", options.tls);
   table.read("verify", options.verify);
-  readPath("ca", options.ca);
-  readPath("certificate", options.certificate);
-  readPath("key", options.key);
+  table.readPath("ca", directory, options.ca);
+  table.readPath("certificate", directory, options.certificate);
+  table.readPath("key", directory, options.key);
   if (options.certificate.empty() != options.key.empty()) {
     table.report(options.key.empty() ? "certificate" : "key", "certificate and key need each other");
   }

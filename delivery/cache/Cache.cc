@@ -180,6 +180,11 @@ int Cache::startSegment() {
     synced_ = end_;
     checkpoint("rest-synced");
   }
+  return makeSegment(end_);
+}
+
+/// The active segment from now on is a new one, behind the event before number `previous`.
+int Cache::makeSegment(std::uint64_t previous) {
   const std::string path = pathOf(next_);
   File file(files_, files_.create(path));
   if (!file) {
@@ -192,7 +197,7 @@ int Cache::startSegment() {
   const std::scoped_lock hold(mutex_);
   Kept& segment = segments_.emplace_back();
   segment.begin = next_;
-  segment.end = segment.previous = end_;
+  segment.end = segment.previous = previous;
   return 0;
 }
 
@@ -310,17 +315,8 @@ int Cache::moveUnsafe() {
   if (from == end_) batch.clear();
   if (const int error = reserve(batch.events() + 1)) return error;
   const std::size_t before = segments_.size();
-  const std::string path = pathOf(next_);
-  File file(files_, files_.create(path));
-  if (!file) return failed("make", path, file.error());
-  active_ = std::move(file);
-  isNewName_ = true;
-  {
-    const std::scoped_lock hold(mutex_);
-    Kept& segment = segments_.emplace_back();
-    segment.begin = next_;
-    segment.end = segment.previous = from;
-  }
+  if (const int error = makeSegment(from)) return error;
+  const std::string path = pathOf(segments_.back().begin);
   BatchHeader header;
   header.hasAllPositions = true;
   int error = write(batch, positions_, from, header);

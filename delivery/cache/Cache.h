@@ -134,6 +134,7 @@ class Cache {
   Result put(const Batch& batch, std::uint64_t size, Clock::time_point now);
   int reserve(std::uint64_t count);
   int startSegment();
+  int makeSegment(std::uint64_t previous);
   int write(const Batch& batch, const Positions& positions, std::uint64_t previous, BatchHeader& header);
   void publish(const BatchHeader& header);
   int syncSegments();

@@ -78,6 +78,12 @@ void Batch::add(std::string_view event, std::uint32_t kind) {
   table_.push_back({static_cast<std::uint32_t>(event.size()), kind});
 }
 
+void Batch::add(const Batch& other) {
+  data_ += other.data_;
+  table_.insert(table_.end(), other.table_.begin(), other.table_.end());
+  for (const auto& [name, value] : other.positions_) setPosition(name, value);
+}
+
 void Batch::setPosition(std::string_view name, std::string_view value) {
   const auto found = positions_.find(name);
   if (found != positions_.end()) {

@@ -73,6 +73,8 @@ constexpr std::uint64_t kMaxBatchBytes = 256 << 20;
 class Batch {
  public:
   void add(std::string_view event, std::uint32_t kind = 0);
+  /// All of `other`, as if it had been added here.
+  void add(const Batch& other);
   /// What the source `name` needs to go on behind the events so far.
   void setPosition(std::string_view name, std::string_view value);
   void clear();

@@ -45,7 +45,7 @@ class Client {
   using Ticket = std::uint64_t;
   enum class Result {
     kTaken,
-    kFull,      ///< The buffer is: try again when descriptor() is readable.
+    kFull,      ///< The buffer is, or stop() was called: try again when descriptor() is readable.
     kTooLarge,  ///< Of more than kMaxBatchBytes; will never be taken.
   };
   /// Takes a batch of records, each added with its bytes and its form as kind, and positions, whole or not at all.
@@ -54,8 +54,8 @@ class Client {
 
   /// All batches up to this ticket are safe in the cache, in the sense of its option `sync`. Never goes back.
   Ticket safe() const;
-  /// All batches up to this one are with the destination number `destination` of the configuration: or were dropped for
-  /// it, by its filters or because the cache was full.
+  /// All batches up to this one are with the destination number `destination` of the configuration, or were dropped for
+  /// it: by its filters, or because the cache was full, which it notices when it reads on.
   Ticket delivered(std::size_t destination) const;
 
   /// Readable when safe() has grown or there is room again since takeProgress() was called last. For one thread.
@@ -67,8 +67,14 @@ class Client {
   bool waitDelivered(Ticket ticket, Clock::time_point until);
 
   /// Takes no more, writes the buffer into the cache, and gives destinations until `until` to deliver all that there
-  /// is. True when they have. For one thread.
-  bool stop(Clock::time_point until);
+  /// is. What they could not waits in the cache for the next start.
+  enum class Rest {
+    kNone,      ///< Everything is with every destination.
+    kInCache,   ///< Everything is safe, in the sense of `sync`.
+    kInBuffer,  ///< Something could not be written, and is lost: what safe() does not count.
+  };
+  /// For one thread.
+  Rest stop(Clock::time_point until);
 
   struct Figures {
     struct Destination {

@@ -10,14 +10,16 @@
 #include "config/TomlTable.h"
 #include "delivery/Record.h"
 #include "delivery/cache/Cache.h"
+#include "delivery/client/Filter.h"
 #include "delivery/destinations/Destination.h"
 
 namespace quillon::delivery {
 
 /// A table [destination.NAME].
 struct DestinationConfig {
-  std::string name;
+  std::string name;  ///< Also that of its place in the cache.
   std::shared_ptr<const Destination> destination;
+  Filter filter;
 };
 
 /// The tables [delivery] and [destination.NAME] of a configuration, as plain values with their defaults.
@@ -27,7 +29,8 @@ struct DeliveryConfig {
   std::string client;                           ///< Who sends: the host's name when nothing is said.
   std::uint64_t bufferBytes = 16 << 20;         ///< Of batches that wait for the cache.
   std::uint64_t rateLimit = 0;                  ///< Events a second; 0: no limit.
-  std::vector<DestinationConfig> destinations;  ///< In the order of the file.
+  Filter filter;                                ///< For all destinations, before their own.
+  std::vector<DestinationConfig> destinations;  ///< In the order of the file; one at least.
 };
 
 /// Takes [delivery] and all [destination.NAME] from a document; nothing when there is no such table. What is wrong

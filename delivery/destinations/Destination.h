@@ -27,7 +27,8 @@ class Destination {
 };
 
 /// Reads the keys of its own type from the table [destination.NAME]: what is wrong becomes faults of the table. Never
-/// null. Paths stay as they are; `directory` is what relative ones belong to.
+/// null. Relative paths belong to `directory`, see TomlTable::readPath(). The keys type and filter are read already,
+/// and the caller calls finish().
 using ReadDestination = std::unique_ptr<Destination> (*)(TomlTable& table, const std::string& directory);
 
 // One for each type, in the file of its name.

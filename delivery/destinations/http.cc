@@ -2,7 +2,6 @@
 #include <curl/curl.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
@@ -353,9 +352,6 @@ void HttpDestination::run(Feed& feed) const {
 
 std::unique_ptr<Destination> readHttpDestination(TomlTable& table, const std::string& directory) {
   HttpOptions options;
-  const auto readPath = [&](std::string_view key, std::string& path) {
-    if (table.readName(key, path)) path = (std::filesystem::path(directory) / path).lexically_normal();
-  };
   table.require("url");
   if (table.readName("url", options.url) && !options.url.starts_with("http://") &&
       !options.url.starts_with("https://")) {
@@ -369,19 +365,19 @@ std::unique_ptr<Destination> readHttpDestination(TomlTable& table, const std::st
   table.readDuration("timeout", options.timeout, std::chrono::milliseconds(100), kDay);
   table.readDuration("retry_most", options.mostWait, std::chrono::milliseconds(200), kDay);
   table.require("dead_letters");
-  readPath("dead_letters", options.deadLetters);
+  table.readPath("dead_letters", directory, options.deadLetters);
   table.read("verify", options.verify);
-  readPath("ca", options.ca);
-  readPath("certificate", options.certificate);
-  readPath("key", options.key);
+  table.readPath("ca", directory, options.ca);
+  table.readPath("certificate", directory, options.certificate);
+  table.readPath("key", directory, options.key);
   table.readNames("headers", options.headers);
   for (const std::string& header : options.headers) {
     if (!isHeader(header)) table.report("headers", "a header must be \"NAME: VALUE\": \"" + header + "\"");
   }
-  readPath("headers_file", options.headersFile);
+  table.readPath("headers_file", directory, options.headersFile);
   table.readName("token", options.token);
   if (!isHeader("x:" + options.token)) table.report("token", "a token has no control characters");
-  readPath("token_file", options.tokenFile);
+  table.readPath("token_file", directory, options.tokenFile);
   if (!options.token.empty() && !options.tokenFile.empty()) {
     table.report("token_file", "there must be one of token and token_file");
   }

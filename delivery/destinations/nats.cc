@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <charconv>
 #include <deque>
-#include <filesystem>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -146,8 +145,9 @@ class Publisher {
       tellLost(connection_->lastError());
       return;
     }
-    if (epoch != epoch_) isReady_ = false;
-    if (isReady_ || now < readyAt_) return;
+    // The library is connected a moment before it says so; only then is its inbox heard of again.
+    if (epoch == epoch_ || now < readyAt_) return;
+    isReady_ = false;
     std::string error;
     if (!ensureStream(*connection_, options_.stream, options_.subject, error)) {
       tellLost(error);
@@ -354,7 +354,7 @@ class Publisher {
   std::unique_ptr<NatsConnection> connection_;
   Clock::time_point readyAt_;  ///< Not before that it is tried again to make it so.
   Clock::time_point checkAt_;
-  std::uint64_t epoch_ = 0;  ///< Of the connection, when it was ready last.
+  std::uint64_t epoch_ = 0;  ///< Of the connection that is, or was, ready.
   bool isReady_ = false;     ///< Connected, and the stream is there.
   bool wasReady_ = false;
   bool isTold_ = false;
@@ -410,9 +410,7 @@ std::unique_ptr<Destination> readNatsDestination(TomlTable& table, const std::st
   table.readDuration("linger", options.linger, std::chrono::milliseconds(0), std::chrono::seconds(60));
   table.readNumber("window", options.window, 1, 65'536);
   table.readDuration("ack_wait", options.ackWait, std::chrono::milliseconds(100), std::chrono::hours(1));
-  if (table.readName("dead_letters", options.deadLetters)) {
-    options.deadLetters = (std::filesystem::path(directory) / options.deadLetters).lexically_normal();
-  }
+  table.readPath("dead_letters", directory, options.deadLetters);
   return std::make_unique<NatsDestination>(std::move(options));
 }
 

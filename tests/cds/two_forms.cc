@@ -49,7 +49,7 @@ TwoForms::TwoForms(std::string_view formats) {
     return;
   }
   driver_.orderFmts();
-  for (FormatSpec* format : driver_.getFormats()) formats_.push_back(format);
+  formats_ = driver_.listed();
   const std::optional<std::string> definitions = classDefinitions(driver_);
   if (!definitions) {
     failure_ = "no class definitions";

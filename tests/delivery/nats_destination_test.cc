@@ -65,7 +65,8 @@ TEST_F(Nats, PublishesBatchesUnderIdsOfTheirEvents) {
 
   MemoryFeed later;  // as if the process had ended before it knew of the acknowledgements
   addEvents(later, 0, 150);
-  later.rewind(10);
+  later.delivered(10);
+  later.again();
   DestinationRun again(readNatsDestination, keys("batch_events = 64"), later);
   ASSERT_TRUE(later.waitDelivered(150));
   std::set<std::string> ids;

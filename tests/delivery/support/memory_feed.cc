@@ -99,8 +99,7 @@ void MemoryFeed::again() {
 
 void MemoryFeed::rewind(std::uint64_t number) {
   const std::lock_guard lock(mutex_);
-  read_ = number;
-  delivered_ = std::min(delivered_, number);
+  read_ = delivered_ = std::min(number, delivered_);
   ++repetitions_;
 }
 

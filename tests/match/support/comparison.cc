@@ -12,12 +12,6 @@ namespace quillon {
 
 namespace {
 
-std::vector<FormatSpec*> listed(const LogDriver& driver) {
-  std::vector<FormatSpec*> formats;
-  for (FormatSpec* format : driver.getFormats()) formats.push_back(format);
-  return formats;
-}
-
 int valuesOf(FormatSpec& format) { return std::min(format.numvars(), FormatSpec::kMaxVariables); }
 
 /// Without their fallback, stars depend on how far the fields that all formats share got in earlier binds; so each
@@ -74,10 +68,10 @@ FormatsInDriver::FormatsInDriver(const FormatList& formats)
 FormatsInDriver::~FormatsInDriver() = default;
 
 Comparison::Comparison(const FormatList& formats)
-    : own_(formats), formats_(listed(**own_)), set_(FormatSet::make(**own_)), matcher_(set_) {}
+    : own_(formats), formats_((**own_).listed()), set_(FormatSet::make(**own_)), matcher_(set_) {}
 
 Comparison::Comparison(const LogDriver& driver)
-    : formats_(listed(driver)), set_(FormatSet::make(driver)), matcher_(set_) {}
+    : formats_(driver.listed()), set_(FormatSet::make(driver)), matcher_(set_) {}
 
 Comparison::Bound Comparison::bindPlainly(std::string_view message, bool eventLog) {
   text_ = message;

@@ -131,9 +131,14 @@ void LogDriver::editorAdd(const FormatSpec* added) {
   quillon::release(old);
 }
 
+std::vector<FormatSpec*> LogDriver::listed() const {
+  std::vector<FormatSpec*> all;
+  for (FormatSpec* spec : formats) all.push_back(spec);
+  return all;
+}
+
 void LogDriver::orderFmts() {
-  std::vector<FormatSpec*> reading;
-  for (FormatSpec* spec : formats) reading.push_back(spec);
+  const std::vector<FormatSpec*> reading = listed();
   formats.clear();
   indexed_ = false;
   inFileOrder_ = !inFileOrder_;

@@ -65,6 +65,8 @@ class LogDriver {
   void dbgdump();
 
   const qlList<FormatSpec*>& getFormats() const { return formats; }
+  /// The same, for those who want to go through them otherwise than from first to last.
+  std::vector<FormatSpec*> listed() const;
   /// True while the formats stand in the order of their blocks, which orderFmts() turns.
   bool isInFileOrder() const { return inFileOrder_; }
   /// The stream for messages that no format matches; null when there is none.

@@ -12,12 +12,6 @@
 namespace quillon {
 namespace {
 
-std::vector<FormatSpec*> listed(const LogDriver& driver) {
-  std::vector<FormatSpec*> formats;
-  for (FormatSpec* format : driver.getFormats()) formats.push_back(format);
-  return formats;
-}
-
 /// What an entry that is selected gives to its slot, as its svalue() does.
 std::string_view valueOf(long kind, int position, std::span<const std::string_view> values, const EventSource& source) {
   if (kind == defaultMap) return source.defaultText;
@@ -31,7 +25,7 @@ std::string_view valueOf(long kind, int position, std::span<const std::string_vi
 
 std::shared_ptr<const Attributes> Attributes::make(const LogDriver& driver) {
   std::shared_ptr<Attributes> made(new Attributes);
-  const std::vector<FormatSpec*> formats = listed(driver);
+  const std::vector<FormatSpec*> formats = driver.listed();
   made->formats_.reserve(formats.size() + 1);
   for (std::size_t i = 0; i < formats.size(); ++i) {
     const std::size_t id = driver.isInFileOrder() ? i : formats.size() - 1 - i;
@@ -55,7 +49,7 @@ void Attributes::list(std::size_t format, std::span<const std::string_view> valu
 }
 
 std::optional<std::string> classDefinitions(const LogDriver& driver) {
-  std::vector<FormatSpec*> formats = listed(driver);
+  std::vector<FormatSpec*> formats = driver.listed();
   if (!driver.isInFileOrder()) std::reverse(formats.begin(), formats.end());
   char* text = nullptr;
   std::size_t size = 0;

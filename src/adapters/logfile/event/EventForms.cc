@@ -203,8 +203,7 @@ class EventForms::Builder {
 std::shared_ptr<const EventForms> EventForms::make(const LogDriver& driver, EventForm form, EventSlots slots) {
   std::shared_ptr<EventForms> forms(new EventForms(form));
   Builder builder(*forms, slots);
-  std::vector<FormatSpec*> formats;
-  for (FormatSpec* format : driver.getFormats()) formats.push_back(format);
+  const std::vector<FormatSpec*> formats = driver.listed();
   for (std::size_t i = 0; i < formats.size(); ++i) {
     if (i == kSample) builder.reserve(formats.size());
     builder.add(*formats[i], driver.isInFileOrder() ? i : formats.size() - 1 - i);

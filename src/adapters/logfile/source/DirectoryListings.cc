@@ -2,7 +2,11 @@
 
 #include <dirent.h>
 
+#include <chrono>
+#include <map>
 #include <memory>
+#include <thread>
+#include <utility>
 
 #include "src/adapters/logfile/source/glob.h"
 
@@ -12,6 +16,19 @@ namespace {
 struct DirectoryCloser {
   void operator()(DIR* directory) const { closedir(directory); }
 };
+
+/// A directory in which all is renamed at the moment is read so many times more, with such pauses.
+constexpr int kTries = 10;
+constexpr std::chrono::milliseconds kPause(1);
+
+std::map<std::string, std::uint64_t> read(const std::string& directory) {
+  std::map<std::string, std::uint64_t> names;
+  const std::unique_ptr<DIR, DirectoryCloser> entries(opendir(directory.c_str()));
+  while (const dirent* const file = entries ? readdir(entries.get()) : nullptr) {
+    if (file->d_type == DT_REG || file->d_type == DT_UNKNOWN) names.emplace(file->d_name, file->d_ino);
+  }
+  return names;
+}
 
 }  // namespace
 
@@ -31,17 +48,25 @@ std::string DirectoryListings::nameOfInode(const std::string& directory, std::ui
   return found == inodes.end() ? "" : found->second;
 }
 
+bool DirectoryListings::isStill(const std::string& directory) {
+  if (listing(directory).byName == read(directory)) return true;
+  directories_.erase(directory);
+  return false;
+}
+
 const DirectoryListings::Listing& DirectoryListings::listing(const std::string& directory) {
   const auto [entry, isNew] = directories_.try_emplace(directory);
-  Listing& names = entry->second;
-  if (!isNew) return names;
-  const std::unique_ptr<DIR, DirectoryCloser> entries(opendir(directory.c_str()));
-  while (const dirent* const file = entries ? readdir(entries.get()) : nullptr) {
-    if (file->d_type != DT_REG && file->d_type != DT_UNKNOWN) continue;
-    names.byName.emplace(file->d_name, file->d_ino);
-    names.byInode.emplace(file->d_ino, file->d_name);
+  Listing& listing = entry->second;
+  if (!isNew) return listing;
+  listing.byName = read(directory);
+  for (int n = 0; n < kTries; ++n) {
+    auto again = read(directory);
+    if (again == listing.byName) break;
+    listing.byName = std::move(again);
+    std::this_thread::sleep_for(kPause);
   }
-  return names;
+  for (const auto& [name, inode] : listing.byName) listing.byInode.emplace(inode, name);
+  return listing;
 }
 
 }  // namespace quillon

@@ -131,6 +131,7 @@ void FileTracker::checkName(const std::string& path, bool appeared, std::vector<
 
 void FileTracker::poll(TimePoint now, bool all) {
   const std::int64_t started = fileClock();
+  if (lookedAt_ == 0) lookedAt_ = started;
   std::vector<std::string> paths;
   if (scan(all)) {
     for (const std::string& path : scanner_.paths()) {
@@ -201,6 +202,7 @@ void FileTracker::check(const std::vector<std::string>& paths, TimePoint now, bo
                         const std::vector<std::uint64_t>& away) {
   const std::int64_t started = fileClock();
   std::vector<Sighting> others;
+  listings_.forget();
   claiming_ = true;
   for (const std::string& path : paths) {
     Sighting sighting{.path = path, .status = {}};
@@ -249,14 +251,12 @@ void FileTracker::check(const std::vector<std::string>& paths, TimePoint now, bo
   }
   settleClaims(now);
   for (const Sighting& sighting : others) {
-    const auto entry = paths_.find(sighting.path);
-    const bool isBound = entry != paths_.end() && entry->second.file != 0;
-    if (entry != paths_.end()) {
-      // What came back here waits for none of those.
-      if (isBound) entry->second.former = sighting.before;
-      adoptGenerations(sighting.path, entry->second, now);
-      if (isBound) entry->second.former = entry->second.file;
-    }
+    // What was there before it, since all files were looked at, was rotated away already.
+    Path& entry = paths_.try_emplace(sighting.path, Path{.lookedAt = lookedAt_}).first->second;
+    const bool isBound = entry.file != 0;
+    if (isBound) entry.former = sighting.before;  // what came back here waits for none of those
+    adoptGenerations(sighting.path, entry, now);
+    if (isBound) entry.former = entry.file;
     if (sighting.there && !isBound) adopt(sighting, now);
   }
   for (const std::string& path : paths) {
@@ -275,7 +275,13 @@ void FileTracker::bind(const std::string& path, FollowedFile& file) {
 
 /// A new file is at a path.
 void FileTracker::adopt(const Sighting& sighting, TimePoint now) {
-  if (FollowedFile* const other = known(sighting.status.identity, now)) return bind(sighting.path, *other);
+  if (FollowedFile* const other = known(sighting.status.identity, now)) {
+    // It may have been rotated away in the meantime, and been found where it is now.
+    FileStatus status;
+    rescan_ = true;
+    if (lookAtFile(sighting.path, status) && other->identity.mayBe(status.identity)) bind(sighting.path, *other);
+    return;
+  }
   const FollowedFile* const former = table_.find(paths_[sighting.path].former);
   FollowedFile& file = table_.add(sighting.path, placeOf(sighting.path), sighting.status.identity);
   file.grew = now;

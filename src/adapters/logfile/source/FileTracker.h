@@ -90,7 +90,6 @@ class FileTracker {
   bool continueInCopy(FollowedFile& file, TimePoint now);
   bool isContinuation(const std::string& path, const FollowedFile& file, FileStatus& status);
   void findBetween(const Change& change, TimePoint now);
-  std::uint64_t numberOfFormer(const Path& entry);
   void adoptGenerations(const std::string& path, Path& entry, TimePoint now);
   bool isGeneration(const std::string& place, const std::string& path, const Path& entry, TimePoint now,
                     FileStatus& status);

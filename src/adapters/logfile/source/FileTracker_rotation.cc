@@ -17,6 +17,9 @@ namespace {
 /// A file that was rotated away, read to its end, and quiet for so long before it was deleted, had nothing more to say.
 constexpr std::int64_t kLongQuiet = 60'000'000'000;
 
+/// What is renamed while it is looked at is looked at again, so many times.
+constexpr int kTries = 10;
+
 Descriptor openFile(const std::string& path) {
   return Descriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | O_NOFOLLOW));
 }
@@ -36,6 +39,23 @@ std::uint64_t numberIn(const std::string& name) {
 
 /// When the file was made, as far as that can be known.
 std::int64_t bornAt(const FileStatus& status) { return status.identity.born ? status.identity.born : status.changed; }
+
+using Generation = std::pair<std::string, FileStatus>;
+
+/// The oldest first. Files that were rotated within one tick of the clock have the same times: whether rotation counts
+/// up or down, the oldest of them has the number next to that of the file before them, which has the name `former`
+/// now. Without that the oldest is known, or 1 is taken to be the latest.
+void sortByAge(std::vector<Generation>& files, const std::string& former) {
+  const auto numberOf = [](const Generation& file) { return numberIn(nameOf(file.first)); };
+  const auto age = [](const Generation& file, std::uint64_t distance) {
+    return std::tuple(bornAt(file.second), file.second.modified, distance);
+  };
+  std::ranges::sort(files, {}, [&](const Generation& file) { return age(file, ~numberOf(file)); });
+  const std::uint64_t before = former.empty() ? numberOf(files.front()) : numberIn(former);
+  std::ranges::sort(files, {}, [&](const Generation& file) {
+    return age(file, std::min(numberOf(file) - before, before - numberOf(file)));
+  });
+}
 
 }  // namespace
 
@@ -132,34 +152,28 @@ void FileTracker::findBetween(const Change& change, TimePoint now) {
   follows(*file, std::exchange(entry->second.former, file->id));
 }
 
-/// Files that were rotated within one tick of the clock have the same times. Whether rotation counts up or down, the
-/// oldest of them has the number next to that of the file before them.
-std::uint64_t FileTracker::numberOfFormer(const Path& entry) {
-  FollowedFile* const former = table_.find(entry.former);
-  if (!former) return 0;
-  table_.updatePlace(*former);
-  return numberIn(nameOf(former->place));
-}
-
 /// Takes up the files that stood at the path and were rotated away since it was last looked at, the oldest first.
 void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoint now) {
   if (entry.lookedAt == 0) return;
   const std::string directory = directoryOf(path);
-  std::vector<std::pair<std::string, FileStatus>> found;
-  for (const std::string& name : listings_.rotatedNames(directory, nameOf(path))) {
-    FileStatus status;
-    if (isGeneration(join(directory, name), path, entry, now, status))
-      found.emplace_back(join(directory, name), status);
-  }
-  const std::uint64_t last = found.size() > 1 ? numberOfFormer(entry) : 0;
-  const auto age = [last](const auto& file) {
-    const std::uint64_t number = numberIn(nameOf(file.first));
-    return std::tuple(bornAt(file.second), file.second.modified, std::min(number - last, last - number));
+  std::vector<Generation> found;
+  const auto find = [&] {
+    found.clear();
+    for (const std::string& name : listings_.rotatedNames(directory, nameOf(path))) {
+      FileStatus status;
+      const std::string place = join(directory, name);
+      if (isGeneration(place, path, entry, now, status)) found.emplace_back(place, status);
+    }
   };
-  std::sort(found.begin(), found.end(), [&](const auto& one, const auto& other) { return age(one) < age(other); });
+  find();
+  for (int n = 0; n < kTries && found.size() > 1 && !listings_.isStill(directory); ++n) find();
+  const FollowedFile* former = table_.find(entry.former);
+  if (found.size() > 1) {
+    sortByAge(found, former ? listings_.nameOfInode(directory, former->identity.inode) : "");
+  }
   for (const auto& [place, status] : found) {
     if (known(status.identity, now)) continue;  // by now: another one goes on in it
-    const FollowedFile* const former = table_.find(entry.former);
+    former = table_.find(entry.former);
     FollowedFile& file = table_.add(path, place, status.identity);
     file.grew = now;
     file.stream = former ? former->stream : ++lastStream_;
@@ -200,8 +214,8 @@ bool FileTracker::isGeneration(const std::string& place, const std::string& path
     return false;
   }
   // Or of what is there now and is about to be cut: then it will be where that goes on.
-  FollowedFile* const present = table_.find(entry.file);
-  return !(present && table_.open(*present) && isBeginningOf(file.get(), status.size, present->descriptor.get()));
+  const Descriptor present(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  return !(present && isBeginningOf(file.get(), status.size, present.get()));
 }
 
 /// `file` is read when the predecessor is at its end.
@@ -229,11 +243,20 @@ FollowedFile* FileTracker::known(const FileIdentity& identity, TimePoint now) {
 
 /// Looks for a closed file that is not in its place any more, in the directories where it was.
 bool FileTracker::findElsewhere(FollowedFile& file, FileStatus& status) {
-  for (const std::string& directory : {directoryOf(file.place), directoryOf(file.path)}) {
-    const std::string name = listings_.nameOfInode(directory, file.identity.inode);
-    if (name.empty() || !lookAtFile(join(directory, name), status) || !file.identity.mayBe(status.identity)) continue;
-    table_.setPlace(file, join(directory, name));
-    return true;
+  bool isMoving = true;
+  for (int n = 0; isMoving && n < kTries; ++n) {
+    isMoving = false;
+    for (const std::string& directory : {directoryOf(file.place), directoryOf(file.path)}) {
+      const std::string name = listings_.nameOfInode(directory, file.identity.inode);
+      if (name.empty()) continue;
+      const bool isThere = lookAtFile(join(directory, name), status);
+      if (isThere && file.identity.mayBe(status.identity)) {
+        table_.setPlace(file, join(directory, name));
+        return true;
+      }
+      isMoving |= !isThere || status.identity.inode != file.identity.inode;
+      if (isMoving) listings_.forget();
+    }
   }
   return false;
 }

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "src/adapters/logfile/source/FileIdentity.h"
 
@@ -12,6 +13,9 @@ namespace {
 /// File systems may count time in steps as long as this.
 constexpr std::int64_t kStep = 2'000'000'000;
 
+/// True when nothing of the pattern stands for something else.
+bool isName(const std::string& pattern) { return pattern.find_first_of("*?[\\") == std::string::npos; }
+
 bool anyMatches(const std::vector<Glob>& globs, const std::string& path) {
   return std::any_of(globs.begin(), globs.end(), [&](const Glob& glob) { return glob.matches(path); });
 }
@@ -20,6 +24,7 @@ bool anyMatches(const std::vector<Glob>& globs, const std::string& path) {
 
 PathScanner::PathScanner(const std::vector<std::string>& include, const std::vector<std::string>& exclude)
     : include_(include.begin(), include.end()) {
+  std::ranges::copy_if(include, std::back_inserter(names_), isName);
   for (const std::string& pattern : exclude) {
     (pattern.find('/') == std::string::npos ? excludeNames_ : exclude_).emplace_back(pattern);
   }
@@ -31,17 +36,18 @@ bool PathScanner::matches(const std::string& path) const {
 
 void PathScanner::scan(const std::function<void(const std::string&)>& visit) {
   paths_.clear();
-  names_.clear();
+  searched_.clear();
   directories_.clear();
   const auto file = [this](const std::string& path) {
     if (!anyMatches(exclude_, path) && !anyMatches(excludeNames_, nameOf(path))) paths_.insert(path);
   };
   const auto directory = [&](const std::string& path) {
-    if (!names_.insert(path).second) return;
+    if (!searched_.insert(path).second) return;
     visit(path);
     directories_.emplace(path, stateOf(path));
   };
   for (const Glob& glob : include_) glob.find(file, directory);
+  std::ranges::for_each(names_, file);
 }
 
 bool PathScanner::hasChanged(const std::function<bool(const std::string&)>& look) const {

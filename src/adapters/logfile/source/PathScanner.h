@@ -27,10 +27,11 @@ class PathScanner {
   /// steps, so a change just after a look may leave no trace.
   bool hasChanged(const std::function<bool(const std::string&)>& look) const;
 
-  /// What scan() found: paths that match.
+  /// What scan() found: paths that match. One that a pattern names without wildcards is among them though it is not
+  /// there: it will be.
   const std::set<std::string>& paths() const { return paths_; }
   /// The directories it has read, and those in which something was missing.
-  const std::set<std::string>& directories() const { return names_; }
+  const std::set<std::string>& directories() const { return searched_; }
 
  private:
   struct State {
@@ -45,8 +46,9 @@ class PathScanner {
   std::vector<Glob> include_;
   std::vector<Glob> exclude_;
   std::vector<Glob> excludeNames_;
+  std::vector<std::string> names_;  ///< Patterns without wildcards.
   std::set<std::string> paths_;
-  std::set<std::string> names_;
+  std::set<std::string> searched_;
   std::unordered_map<std::string, State> directories_;
 };
 

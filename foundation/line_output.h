@@ -1,15 +1,25 @@
-#ifndef QUILLON_ADAPTER_EVENTOUTPUT_H_
-#define QUILLON_ADAPTER_EVENTOUTPUT_H_
+#ifndef QUILLON_FOUNDATION_LINE_OUTPUT_H_
+#define QUILLON_FOUNDATION_LINE_OUTPUT_H_
 
 #include <chrono>
 #include <cstdint>
 #include <string>
 
-#include "adapter/Config.h"
 #include "foundation/descriptor.h"
 #include "foundation/line_buffer.h"
 
 namespace quillon {
+
+enum class Rotation { kNone, kDaily, kSize };
+
+struct LineOutputOptions {
+  std::string path;  ///< Empty: standard output.
+  Rotation rotation = Rotation::kNone;
+  std::uint64_t maxSize = 100 << 20;  ///< Bytes, for Rotation::kSize.
+  unsigned keep = 7;                  ///< Files that were rotated away.
+
+  bool operator==(const LineOutputOptions&) const = default;
+};
 
 /// Where lines go: standard output, or a file that is appended to and rotated. Lines are gathered and written whole, so
 /// that others who append to the file do not tear them. For one thread at a time.
@@ -17,12 +27,12 @@ namespace quillon {
 /// A rotated file keeps its name with a suffix: daily ones the day that they are of, in local time
 /// ("events.log.2026-11-21", and ".2" and so on behind that when it is taken), those rotated by size a number, 1 for
 /// the latest. The oldest ones beyond `keep` are removed.
-class EventOutput {
+class LineOutput {
  public:
   using Clock = std::chrono::system_clock;
 
   /// Opens the output. Empty on success, otherwise what failed and why; then nothing may be written.
-  [[nodiscard]] std::string open(const OutputConfig& config, Clock::time_point now);
+  [[nodiscard]] std::string open(const LineOutputOptions& options, Clock::time_point now);
 
   /// Where whole lines are added, newlines included.
   LineBuffer& lines() { return lines_; }
@@ -37,8 +47,11 @@ class EventOutput {
   /// Opens the path anew: somebody has put the file away. 0 or an errno; then the old file goes on.
   [[nodiscard]] int reopen();
 
+  /// The same when the path leads to another file by now, or to none. 0 or an errno.
+  [[nodiscard]] int reopenIfMoved();
+
   /// Takes over what `other` could not write, whole lines, and what it has counted. Only for one that was just opened.
-  void takeOver(EventOutput& other);
+  void takeOver(LineOutput& other);
 
   /// Waits until all is on the disk, where that means anything. 0 or an errno.
   [[nodiscard]] int sync();
@@ -54,7 +67,7 @@ class EventOutput {
   [[nodiscard]] int rotate(Clock::time_point now);
   void removeOld() const;
 
-  OutputConfig config_;
+  LineOutputOptions options_;
   Descriptor file_;
   LineBuffer lines_;
   std::size_t done_ = 0;     ///< Bytes of `lines_` that have been written.
@@ -65,4 +78,4 @@ class EventOutput {
 
 }  // namespace quillon
 
-#endif  // QUILLON_ADAPTER_EVENTOUTPUT_H_
+#endif  // QUILLON_FOUNDATION_LINE_OUTPUT_H_

@@ -1,4 +1,4 @@
-#include "adapter/EventOutput.h"
+#include "foundation/line_output.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -20,8 +20,8 @@ namespace {
 namespace fs = std::filesystem;
 
 /// "2026-11-21", in local time.
-std::string dayOf(EventOutput::Clock::time_point time) {
-  const std::time_t seconds = EventOutput::Clock::to_time_t(time);
+std::string dayOf(LineOutput::Clock::time_point time) {
+  const std::time_t seconds = LineOutput::Clock::to_time_t(time);
   std::tm local{};
   localtime_r(&seconds, &local);
   char text[16];
@@ -60,25 +60,25 @@ std::string numbered(const std::string& path, unsigned number) { return path + "
 
 }  // namespace
 
-std::string EventOutput::open(const OutputConfig& config, Clock::time_point now) {
-  config_ = config;
+std::string LineOutput::open(const LineOutputOptions& options, Clock::time_point now) {
+  options_ = options;
   day_ = dayOf(now);
-  if (config_.path.empty()) {
+  if (options_.path.empty()) {
     file_ = openStandardOutput();
     return file_ ? "" : std::string("cannot write standard output: ") + std::strerror(errno);
   }
-  if (const int error = openFile()) return "cannot open " + config_.path + ": " + std::strerror(error);
+  if (const int error = openFile()) return "cannot open " + options_.path + ": " + std::strerror(error);
   return "";
 }
 
 /// Goes on with the file that is there; what it holds of an earlier day is rotated away at the next flush. A line that
 /// a process was killed in the middle of is ended, so that the next one does not become a part of it.
-int EventOutput::openFile() {
-  Descriptor file(::open(config_.path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC, 0640));
+int LineOutput::openFile() {
+  Descriptor file(::open(options_.path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC, 0640));
   struct stat status {};
   if (!file || fstat(file.get(), &status) != 0) return errno;
   size_ = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
-  if (size_ > 0 && lastByte(config_.path, size_) != '\n') {
+  if (size_ > 0 && lastByte(options_.path, size_) != '\n') {
     if (const int error = writeAll(file.get(), "\n")) return error;
     ++size_;
   }
@@ -87,11 +87,11 @@ int EventOutput::openFile() {
   return 0;
 }
 
-int EventOutput::flush(Clock::time_point now) {
+int LineOutput::flush(Clock::time_point now) {
   const std::string_view text = lines_.text();
   if (text.empty()) return 0;
-  const bool full = config_.rotation == Rotation::kSize && size_ > 0 && size_ + text.size() > config_.maxSize;
-  const bool old = config_.rotation == Rotation::kDaily && dayOf(now) != day_;
+  const bool full = options_.rotation == Rotation::kSize && size_ > 0 && size_ + text.size() > options_.maxSize;
+  const bool old = options_.rotation == Rotation::kDaily && dayOf(now) != day_;
   if (done_ == 0 && (full || old)) {
     if (const int error = rotate(now)) return error;
   }
@@ -112,9 +112,15 @@ int EventOutput::flush(Clock::time_point now) {
   return 0;
 }
 
-int EventOutput::reopen() { return config_.path.empty() ? 0 : openFile(); }
+int LineOutput::reopen() { return options_.path.empty() ? 0 : openFile(); }
 
-void EventOutput::takeOver(EventOutput& other) {
+int LineOutput::reopenIfMoved() {
+  struct stat status {};
+  const bool isFile = !options_.path.empty() && fstat(file_.get(), &status) == 0 && S_ISREG(status.st_mode);
+  return isFile && !areOneFile(file_.get(), options_.path.c_str()) ? openFile() : 0;
+}
+
+void LineOutput::takeOver(LineOutput& other) {
   const std::string_view text = other.lines_.text();
   const std::size_t whole = other.done_ == 0 ? 0 : text.rfind('\n', other.done_ - 1) + 1;  // npos + 1 is 0
   lines_.append(text.substr(whole));
@@ -123,19 +129,19 @@ void EventOutput::takeOver(EventOutput& other) {
   other.done_ = 0;
 }
 
-int EventOutput::sync() { return fdatasync(file_.get()) == 0 || errno == EINVAL ? 0 : errno; }
+int LineOutput::sync() { return fdatasync(file_.get()) == 0 || errno == EINVAL ? 0 : errno; }
 
-int EventOutput::rotate(Clock::time_point now) {
+int LineOutput::rotate(Clock::time_point now) {
   std::error_code error;
-  if (size_ > 0 && config_.rotation == Rotation::kDaily) {
-    std::string aside = config_.path + "." + day_;
-    for (unsigned n = 2; fs::exists(fs::symlink_status(aside)); ++n) aside = numbered(config_.path + "." + day_, n);
-    fs::rename(config_.path, aside, error);
+  if (size_ > 0 && options_.rotation == Rotation::kDaily) {
+    std::string aside = options_.path + "." + day_;
+    for (unsigned n = 2; fs::exists(fs::symlink_status(aside)); ++n) aside = numbered(options_.path + "." + day_, n);
+    fs::rename(options_.path, aside, error);
   } else if (size_ > 0) {
-    for (unsigned n = config_.keep; n > 1; --n)
-      fs::rename(numbered(config_.path, n - 1), numbered(config_.path, n), error);
+    for (unsigned n = options_.keep; n > 1; --n)
+      fs::rename(numbered(options_.path, n - 1), numbered(options_.path, n), error);
     error.clear();
-    fs::rename(config_.path, numbered(config_.path, 1), error);
+    fs::rename(options_.path, numbered(options_.path, 1), error);
   }
   if (error && error != std::errc::no_such_file_or_directory) return error.value();
   checkpoint("output-renamed");
@@ -146,8 +152,8 @@ int EventOutput::rotate(Clock::time_point now) {
 }
 
 /// Removes the oldest of the files that were rotated away, beyond as many as are to be kept.
-void EventOutput::removeOld() const {
-  const fs::path path(config_.path);
+void LineOutput::removeOld() const {
+  const fs::path path(options_.path);
   const std::string prefix = path.filename().string() + ".";
   std::vector<fs::path> days;
   std::error_code ignored;  // what cannot be looked at stays
@@ -156,14 +162,14 @@ void EventOutput::removeOld() const {
     const std::string name = entry.path().filename();
     if (!name.starts_with(prefix)) continue;
     const std::string suffix = name.substr(prefix.size());
-    if (config_.rotation == Rotation::kDaily && isDay(suffix)) days.push_back(entry.path());
-    if (config_.rotation == Rotation::kSize && isNumber(suffix) && suffix.size() < 9 &&
-        std::stoul(suffix) > config_.keep) {
+    if (options_.rotation == Rotation::kDaily && isDay(suffix)) days.push_back(entry.path());
+    if (options_.rotation == Rotation::kSize && isNumber(suffix) && suffix.size() < 9 &&
+        std::stoul(suffix) > options_.keep) {
       fs::remove(entry.path(), ignored);
     }
   }
   std::sort(days.begin(), days.end());
-  for (std::size_t i = 0; i + config_.keep < days.size(); ++i) fs::remove(days[i], ignored);
+  for (std::size_t i = 0; i + options_.keep < days.size(); ++i) fs::remove(days[i], ignored);
 }
 
 }  // namespace quillon

@@ -1,4 +1,4 @@
-#include "adapter/EventOutput.h"
+#include "foundation/line_output.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -15,22 +15,22 @@ namespace {
 
 using std::chrono::hours;
 
-class EventOutputTest : public testing::Test {
+class LineOutputTest : public testing::Test {
  protected:
   std::string path() const { return directory_.path() / "events"; }
 
-  EventOutput open(Rotation rotation, std::uint64_t maxSize = 4096, unsigned keep = 2) {
-    OutputConfig config;
-    config.path = path();
-    config.rotation = rotation;
-    config.maxSize = maxSize;
-    config.keep = keep;
-    EventOutput output;
-    EXPECT_EQ("", output.open(config, now_));
+  LineOutput open(Rotation rotation, std::uint64_t maxSize = 4096, unsigned keep = 2) {
+    LineOutputOptions options;
+    options.path = path();
+    options.rotation = rotation;
+    options.maxSize = maxSize;
+    options.keep = keep;
+    LineOutput output;
+    EXPECT_EQ("", output.open(options, now_));
     return output;
   }
 
-  void write(EventOutput& output, const std::string& line) {
+  void write(LineOutput& output, const std::string& line) {
     output.lines().append(line + "\n");
     EXPECT_EQ(0, output.flush(now_));
   }
@@ -51,19 +51,19 @@ class EventOutputTest : public testing::Test {
 
   const ScratchDirectory directory_;
   /// Noon, so that a few hours more are the same day wherever this runs.
-  EventOutput::Clock::time_point now_ = [] {
+  LineOutput::Clock::time_point now_ = [] {
     std::tm noon{};
     noon.tm_mday = 10;
     noon.tm_mon = 10;
     noon.tm_year = 126;
     noon.tm_hour = 12;
     noon.tm_isdst = -1;
-    return EventOutput::Clock::from_time_t(std::mktime(&noon));
+    return LineOutput::Clock::from_time_t(std::mktime(&noon));
   }();
 };
 
-TEST_F(EventOutputTest, RotatesByDay) {
-  EventOutput output = open(Rotation::kDaily);
+TEST_F(LineOutputTest, RotatesByDay) {
+  LineOutput output = open(Rotation::kDaily);
   write(output, "a");
   now_ += hours(2);
   write(output, "b");
@@ -78,27 +78,27 @@ TEST_F(EventOutputTest, RotatesByDay) {
   EXPECT_EQ("events=d events.2026-11-11=t events.2026-11-11.2=c ", files());  // two are kept
 }
 
-TEST_F(EventOutputTest, GoesOnAfterARestart) {
-  write(*std::make_unique<EventOutput>(open(Rotation::kDaily)), "a");
-  const timespec before{.tv_sec = EventOutput::Clock::to_time_t(now_), .tv_nsec = 0};
+TEST_F(LineOutputTest, GoesOnAfterARestart) {
+  write(*std::make_unique<LineOutput>(open(Rotation::kDaily)), "a");
+  const timespec before{.tv_sec = LineOutput::Clock::to_time_t(now_), .tv_nsec = 0};
   const timespec yesterday[2] = {before, before};
   utimensat(AT_FDCWD, path().c_str(), yesterday, 0);
   now_ += hours(24);
-  EventOutput output = open(Rotation::kDaily);
+  LineOutput output = open(Rotation::kDaily);
   write(output, "b");
   EXPECT_EQ("events=b events.2026-11-10=a ", files());
 }
 
 // The process before was killed in the middle of a line; the next one must not become a part of it.
-TEST_F(EventOutputTest, EndsALineThatWasTorn) {
+TEST_F(LineOutputTest, EndsALineThatWasTorn) {
   writeFile(path(), "a\nbroken");
-  EventOutput output = open(Rotation::kNone);
+  LineOutput output = open(Rotation::kNone);
   write(output, "c");
   EXPECT_EQ("a\nbroken\nc\n", readFile(path()));
 }
 
-TEST_F(EventOutputTest, RotatesBySize) {
-  EventOutput output = open(Rotation::kSize, 4096);
+TEST_F(LineOutputTest, RotatesBySize) {
+  LineOutput output = open(Rotation::kSize, 4096);
   const std::string rest(2000, '.');
   for (const char* line : {"a", "b", "c", "d", "e", "f", "g"}) write(output, line + rest);
   EXPECT_EQ("events=g events.1=ef events.2=cd ", files());
@@ -106,8 +106,8 @@ TEST_F(EventOutputTest, RotatesBySize) {
   EXPECT_EQ("events=h events.1=g events.2=ef ", files());
 }
 
-TEST_F(EventOutputTest, OpensThePathAnew) {
-  EventOutput output = open(Rotation::kNone);
+TEST_F(LineOutputTest, OpensThePathAnew) {
+  LineOutput output = open(Rotation::kNone);
   write(output, "a");
   std::filesystem::rename(path(), path() + ".old");
   write(output, "b");
@@ -117,18 +117,18 @@ TEST_F(EventOutputTest, OpensThePathAnew) {
 }
 
 // A pipe that nobody reads takes a part of what is written and no more: the rest is not lost, nor written twice.
-TEST_F(EventOutputTest, GoesOnWhereAWriteFailed) {
+TEST_F(LineOutputTest, GoesOnWhereAWriteFailed) {
   ASSERT_EQ(0, mkfifo(path().c_str(), 0600));
   const Descriptor reader(::open(path().c_str(), O_RDONLY | O_NONBLOCK));
-  EventOutput output = open(Rotation::kSize);
+  LineOutput output = open(Rotation::kSize);
   output.lines().append("abc\n");
   EXPECT_EQ(0, output.flush(now_));
   char text[10];
   EXPECT_EQ(4, read(reader.get(), text, sizeof text));
 
-  OutputConfig full;
+  LineOutputOptions full;
   full.path = "/dev/full";
-  EventOutput other;
+  LineOutput other;
   ASSERT_EQ("", other.open(full, now_));
   other.lines().append("abc\n");
   EXPECT_EQ(ENOSPC, other.flush(now_));
