@@ -8,31 +8,20 @@
 #include <utility>
 #include <vector>
 
-#include "config/TomlTable.h"
+#include "delivery/brokers/kafka_options.h"
 
 namespace quillon::delivery {
 
 /// Frees what librdkafka gives.
 struct KafkaFree {
   void operator()(rd_kafka_conf_t* it) const { rd_kafka_conf_destroy(it); }
+  void operator()(rd_kafka_topic_t* it) const { rd_kafka_topic_destroy(it); }
   void operator()(rd_kafka_queue_t* it) const { rd_kafka_queue_destroy(it); }
   void operator()(rd_kafka_message_t* it) const { rd_kafka_message_destroy(it); }
   void operator()(rd_kafka_topic_partition_list_t* it) const { rd_kafka_topic_partition_list_destroy(it); }
 };
 template <class T>
 using KafkaPtr = std::unique_ptr<T, KafkaFree>;
-
-/// How to reach Kafka: keys that destination and source have in common.
-struct KafkaOptions {
-  std::vector<std::string> brokers;  ///< "HOST:PORT".
-  std::string user, passwordFile;    ///< For SASL; empty: none.
-  std::string mechanism = "SCRAM-SHA-512";
-  bool tls = false;
-  bool verify = true;
-  std::string ca, certificate, key;     ///< Files in PEM; empty: the system's authorities, no certificate.
-  std::vector<std::string> properties;  ///< "NAME=VALUE", librdkafka's own.
-};
-void readKafkaOptions(TomlTable& table, const std::string& directory, KafkaOptions& options);
 
 /// librdkafka's configuration for these: the properties of the configuration first, then what it says in its own keys,
 /// then `fixed`. Null, with the reason in `error`, when one is refused or a file cannot be read.

@@ -72,7 +72,6 @@ class Producer {
       if (feed_.draining() && outgoing_.empty() && !cursor_.peek()) break;
       wait();
     }
-    producer_.reset();
   }
 
  private:
@@ -98,6 +97,7 @@ class Producer {
       return false;
     }
     static_cast<void>(config.release());  // it went with the producer
+    topic_.reset(rd_kafka_topic_new(producer_.get(), options_.topic.c_str(), nullptr));
     const std::uint64_t ring = 1;
     const KafkaPtr<rd_kafka_queue_t> queue(rd_kafka_queue_get_main(producer_.get()));
     rd_kafka_queue_io_event_enable(queue.get(), bell_.get(), &ring, sizeof ring);
@@ -114,6 +114,7 @@ class Producer {
     rd_kafka_fatal_error(producer_.get(), why, sizeof why);
     feed_.report(Feed::Level::kWarning, std::string(why) + "; beginning anew");
     feed_.count("restarts");
+    topic_.reset();
     producer_.reset();
     for (Outgoing& one : outgoing_) one.isGiven = false;
     waiting_ = 0;
@@ -162,11 +163,12 @@ class Producer {
       if (Clock::now() < giveAt_) return;
       const std::string json = one.isRaw ? "" : jsonOf(one);
       const std::string& value = one.isRaw ? one.records : json;
-      const rd_kafka_resp_err_t error = rd_kafka_producev(
-          producer_.get(), RD_KAFKA_V_TOPIC(options_.topic.c_str()), RD_KAFKA_V_MSGFLAGS(RD_KAFKA_MSG_F_COPY),
-          RD_KAFKA_V_VALUE(const_cast<char*>(value.data()), value.size()),  // which is copied, not changed
-          RD_KAFKA_V_KEY(one.source.empty() ? nullptr : one.source.data(), one.source.size()),
-          RD_KAFKA_V_OPAQUE(reinterpret_cast<void*>(static_cast<std::uintptr_t>(taken_ + waiting_))), RD_KAFKA_V_END);
+      // The library hands its opaque back and never looks into it: a number will do. NOLINTNEXTLINE(*-int-to-ptr)
+      void* const number = reinterpret_cast<void*>(static_cast<std::uintptr_t>(taken_ + waiting_));
+      const int refused =
+          rd_kafka_produce(topic_.get(), RD_KAFKA_PARTITION_UA, RD_KAFKA_MSG_F_COPY, const_cast<char*>(value.data()),
+                           value.size(), one.source.empty() ? nullptr : one.source.data(), one.source.size(), number);
+      const rd_kafka_resp_err_t error = refused == 0 ? RD_KAFKA_RESP_ERR_NO_ERROR : rd_kafka_last_error();
       if (error == RD_KAFKA_RESP_ERR__QUEUE_FULL) return;
       one.isGiven = error == RD_KAFKA_RESP_ERR_NO_ERROR;
       if (error != RD_KAFKA_RESP_ERR_NO_ERROR && !failed(one, error)) return;
@@ -262,9 +264,10 @@ class Producer {
   FeedCursor cursor_;
   DeadLetters deadLetters_;
   Backoff backoff_{std::chrono::milliseconds(100), std::chrono::seconds(5)};
-  const Descriptor bell_{
-      eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};  ///< Rung by the library when it has something to say.
+  /// Rung by the library when it has something to say.
+  const Descriptor bell_{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
   std::unique_ptr<rd_kafka_t, KafkaDestroy> producer_;
+  KafkaPtr<rd_kafka_topic_t> topic_;  ///< Goes before its producer.
   std::deque<Outgoing> outgoing_;
   std::uint64_t taken_ = 0;  ///< Messages that were removed at the front: those there are have the numbers behind it.
   std::size_t waiting_ = 0;  ///< Of those there are, the first that the library may not have.
