@@ -27,16 +27,17 @@ RecordMaker::RecordMaker(std::shared_ptr<const FormatFile> formats, delivery::Re
       maker_(formats_->sent()->classes, kLargestEvent) {
   record_.form = form;
   record_.set = formats_->sent()->set;
-  record_.source = source_;
 }
 
-const delivery::Record* RecordMaker::make(const MessageBinder::Outcome& outcome, const EventSource& texts) {
+const delivery::Record* RecordMaker::make(const MessageBinder::Outcome& outcome, const EventSource& texts,
+                                          const std::optional<Origin>& origin) {
   const std::uint32_t place = outcome.match->place;
   const Attributes& attributes = *formats_->sent()->attributes;
   attributes.list(place, outcome.match->values, texts, attributes_);
   record_.eventId = attributes.eventId(place);
   record_.className = formats_->classes()[place];
-  record_.position = positionOf(outcome);
+  record_.source = origin ? origin->source : source_;
+  record_.position = origin ? origin->position : positionOf(outcome);
   if (record_.form == delivery::RecordForm::kAttributes) {
     record_.values = attributes_;
     return &record_;

@@ -2,6 +2,7 @@
 #define QUILLON_ADAPTER_RECORDMAKER_H_
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "cds/EventMaker.h"
 #include "delivery/Record.h"
 #include "src/adapters/logfile/event/EventWriter.h"
+#include "src/adapters/logfile/source/Source.h"
 
 namespace quillon {
 
@@ -21,8 +23,10 @@ class RecordMaker {
   RecordMaker(std::shared_ptr<const FormatFile> formats, delivery::RecordForm form, std::string source);
 
   /// The record of a message that was bound; valid until the next call, and as long as the outcome and the texts of
-  /// `texts` are. Null when the event is larger than one may be.
-  const delivery::Record* make(const MessageBinder::Outcome& outcome, const EventSource& texts);
+  /// `texts` and `origin` are. Null when the event is larger than one may be. `origin`: where somebody else took the
+  /// message in.
+  const delivery::Record* make(const MessageBinder::Outcome& outcome, const EventSource& texts,
+                               const std::optional<Origin>& origin);
 
  private:
   std::string_view positionOf(const MessageBinder::Outcome& outcome);

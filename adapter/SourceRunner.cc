@@ -182,7 +182,8 @@ void SourceRunner::write(const MessageBinder::Outcome& outcome) {
 }
 
 void SourceRunner::send(const MessageBinder::Outcome& outcome) {
-  const delivery::Record* const record = maker_->make(outcome, {config_.defaultText, config_.label, fileName_});
+  const std::optional<Origin> origin = source_->origin(outcome.positions.back());
+  const delivery::Record* const record = maker_->make(outcome, {config_.defaultText, config_.label, fileName_}, origin);
   if (record) return outputs_.sender->add(*record);
   log_.error(config_.name + ": an event is lost that is too large to be sent, of class " +
              formats_->classes()[outcome.match->place]);

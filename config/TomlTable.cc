@@ -244,6 +244,7 @@ void TomlTable::require(std::string_view key) {
 }
 
 void TomlTable::finish() {
+  if (takesAll_) return;
   for (const auto& [key, node] : table_) {
     if (std::ranges::find(asked_, key.str()) != asked_.end()) continue;
     std::string text = "unknown key " + keyName(key.str());

@@ -92,6 +92,8 @@ class TomlTable {
   std::string keyName(std::string_view key) const;
   /// A fault when `key` is not there.
   void require(std::string_view key);
+  /// Whatever keys there are, finish() has nothing to say of them.
+  void takeAll() { takesAll_ = true; }
   /// Call it last.
   void finish();
 
@@ -110,6 +112,7 @@ class TomlTable {
   const std::string name_;
   std::vector<ConfigFault>& faults_;
   std::vector<std::string_view> asked_;
+  bool takesAll_ = false;
 };
 
 /// `path`, a relative one from `directory`, without ".", ".." and slashes that mean nothing.

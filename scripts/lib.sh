@@ -7,7 +7,8 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 declare -A packages=(
-  [build]="g++ cmake ninja-build flex bison libcli11-dev libunistring-dev libxxhash-dev libtomlplusplus-dev prometheus-cpp-dev libsystemd-dev pkg-config logrotate libgtest-dev libbenchmark-dev rapidjson-dev libre2-dev libssl-dev openssl libsqlite3-dev"
+  [build]="g++ cmake ninja-build flex bison libcli11-dev libunistring-dev libxxhash-dev libtomlplusplus-dev prometheus-cpp-dev libsystemd-dev pkg-config logrotate libgtest-dev libbenchmark-dev rapidjson-dev libre2-dev libssl-dev openssl libsqlite3-dev libcurl4-openssl-dev zlib1g-dev libnats-dev librdkafka-dev"
+  [services]="nats-server"  # what tests start
   [check]="clang-format clang-tidy shellcheck mandoc"
   [fuzz]="clang libclang-rt-14-dev"
   [bench]="pkg-config libpcre2-dev liblognorm-dev"  # to measure against; nothing else needs them

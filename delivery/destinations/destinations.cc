@@ -3,12 +3,15 @@
 namespace quillon::delivery {
 
 void readDestinationType(TomlTable& table, ReadDestination& reader) {
-  // A type that the build can leave out has its row between #if and #endif.
+  // Those that the build can leave out are there all the same, and say that they are not, see left_out.cc.
   table.readWord<ReadDestination>("type", reader,
                                   {
                                       {"file", readFileDestination},
                                       {"stdout", readStdoutDestination},
                                       {"socket", readSocketDestination},
+                                      {"http", readHttpDestination},
+                                      {"nats", readNatsDestination},
+                                      {"kafka", readKafkaDestination},
                                   });
 }
 

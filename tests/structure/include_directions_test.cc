@@ -27,6 +27,7 @@ const std::map<std::string, std::vector<std::string>> kMayInclude = {
     {"src/adapters/logfile/event",
      {"foundation", "codeset", "src/adapters/logfile/common", "src/adapters/logfile/match"}},
     {"src/adapters/logfile/source", {"foundation"}},
+    {"src/adapters/logfile/broker", {"foundation", "config", "delivery", "src/adapters/logfile/source"}},
     {"authoring/report", {"foundation", "codeset", "src/adapters/logfile/common", "src/adapters/logfile/event"}},
     {"authoring/shadow", {"foundation", "codeset", "src/adapters/logfile/common", "src/adapters/logfile/match"}},
     {"authoring/explain",

@@ -30,7 +30,7 @@ class MemoryFeed : public Feed {
   std::vector<std::string> reports() const;
   std::uint64_t counted(const std::string& name) const;
   bool isConnected() const;
-  /// How often again() was called.
+  /// How often again() or rewind() was called.
   int repetitions() const;
 
   bool read(Events& events) override;

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +35,12 @@ struct Message {
 
   /// For those who copy in strides.
   static constexpr std::size_t kSlack = 32;
+};
+
+/// Where a message was taken in, when somebody else did that.
+struct Origin {
+  std::string_view source;    ///< "web1/auth".
+  std::string_view position;  ///< In that source.
 };
 
 /// Text of a file that was there and cannot be read any more, or that may have been there.
@@ -140,9 +147,12 @@ class Source {
   /// Everything up to this position has been taken care of, and takeChanges() may say so. What was delivered and never
   /// acknowledged is delivered again after a restart.
   virtual void acknowledge(const Position& /*position*/) {}
-  /// Everything up to this position is stored for good, as far as the outputs promise that, so whoever keeps it for
-  /// this source may forget it. Comes some time after acknowledge(), in order, and not for every position.
+  /// Everything up to this position is stored for good, as far as the outputs promise that, so whoever keeps it for this
+  /// source may forget it. Comes some time after acknowledge(), in order, and not for every position.
   virtual void stored(const Position& /*position*/) {}
+  /// Of the message that ends here and is not stored yet; nothing where this source is its origin. The views last until
+  /// the message is stored.
+  virtual std::optional<Origin> origin(const Position& /*position*/) const { return std::nullopt; }
   /// True when a message that ends here and was not acknowledged is delivered again after a restart.
   virtual bool comesAgain(const Position& /*position*/) const { return false; }
   /// What has changed in the state to be kept since the last call. Kept in one write with what came of the acknowledged
