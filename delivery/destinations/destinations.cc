@@ -9,6 +9,7 @@ void readDestinationType(TomlTable& table, ReadDestination& reader) {
                                       {"file", readFileDestination},
                                       {"stdout", readStdoutDestination},
                                       {"socket", readSocketDestination},
+                                      {"syslog", readSyslogDestination},
                                       {"http", readHttpDestination},
                                       {"nats", readNatsDestination},
                                       {"kafka", readKafkaDestination},
