@@ -9,6 +9,7 @@ void readDestinationType(TomlTable& table, ReadDestination& reader) {
                                       {"file", readFileDestination},
                                       {"stdout", readStdoutDestination},
                                       {"socket", readSocketDestination},
+                                      {"sqlite", readSqliteDestination},
                                       {"http", readHttpDestination},
                                       {"nats", readNatsDestination},
                                       {"kafka", readKafkaDestination},
