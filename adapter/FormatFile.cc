@@ -57,11 +57,7 @@ void FormatFile::prepareSending(const LogDriver& driver) {
                   std::to_string(fault.line) + ", column " + std::to_string(fault.column) + ": " + fault.text;
     return;
   }
-  const CdsId id = cdsId(*definitions);
-  Sent& sent = sent_.emplace(Sent{Attributes::make(driver), reading.classes, {}});
-  for (std::size_t i = 0; i < sent.set.size(); ++i) {  // as the hexadecimal form has them
-    sent.set[i] = static_cast<std::uint8_t>((i < 8 ? id.high : id.low) >> (56 - 8 * (i % 8)));
-  }
+  sent_ = Sent{Attributes::make(driver), reading.classes, cdsId(*definitions).bytes()};
 }
 
 }  // namespace quillon

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "daemon/Exposition.h"
+#include "daemon/delivery_metrics.h"
 
 namespace quillon {
 namespace {
@@ -42,53 +43,6 @@ const SourceMetric kSourceMetrics[] = {
      [](const SourceFigures& f) { return f.lagSeconds; }},
 };
 
-/// One figure that every destination has.
-struct DestinationMetric {
-  const char* name;
-  const char* help;
-  MetricFamily (*family)(const char* name, const char* help);
-  std::uint64_t (*value)(const delivery::Client::Figures::Destination& figures);
-};
-
-const DestinationMetric kDestinationMetrics[] = {
-    {"quillon_destination_connected", "1 when the destination can be reached.", gauges,
-     [](const auto& f) -> std::uint64_t { return f.isConnected ? 1 : 0; }},
-    {"quillon_destination_delivered_total", "Events that the destination has.", counters,
-     [](const auto& f) { return f.delivered; }},
-    {"quillon_destination_filtered_total", "Events that its filters dropped.", counters,
-     [](const auto& f) { return f.filtered; }},
-    {"quillon_destination_waiting", "Events in the cache that it has not got, at most.", gauges,
-     [](const auto& f) { return f.waiting; }},
-};
-
-void describe(const delivery::Client::Figures& figures, std::vector<MetricFamily>& families) {
-  for (const DestinationMetric& metric : kDestinationMetrics) {
-    MetricFamily& made = families.emplace_back(metric.family(metric.name, metric.help));
-    for (const auto& destination : figures.destinations) {
-      addMetric(made, {{"destination", destination.name}}, static_cast<double>(metric.value(destination)));
-    }
-  }
-  MetricFamily& own = families.emplace_back(
-      counters("quillon_destination_counts_total", "What a type of destination counts besides, under its name."));
-  for (const auto& destination : figures.destinations) {
-    for (const auto& [name, count] : destination.counts) {
-      addMetric(own, {{"destination", destination.name}, {"what", name}}, static_cast<double>(count));
-    }
-  }
-  const std::pair<MetricFamily, std::uint64_t> singles[] = {
-      {counters("quillon_sent_total", "Events given to the client."), figures.taken},
-      {counters("quillon_unwanted_total", "Events that no destination's filters let pass."), figures.filtered},
-      {counters("quillon_rate_limited_total", "Events dropped by the rate limit."), figures.rateLimited},
-      {gauges("quillon_buffer_bytes", "Bytes of events that wait for the cache."), figures.buffered},
-      {gauges("quillon_cache_bytes", "Bytes in the cache."), figures.cacheBytes},
-      {counters("quillon_cache_dropped_total", "Events dropped for a destination because the cache was full."),
-       figures.dropped},
-      {counters("quillon_cache_damaged_total", "Events found missing or damaged in the cache."), figures.damaged},
-      {counters("quillon_cache_failures_total", "Calls of the system that failed for the cache."), figures.failures},
-  };
-  for (const auto& [made, value] : singles) addMetric(families.emplace_back(made), {}, static_cast<double>(value));
-}
-
 std::vector<MetricFamily> describe(const AdapterFigures& figures) {
   std::vector<MetricFamily> families;
   for (const SourceMetric& metric : kSourceMetrics) {
@@ -110,7 +64,7 @@ std::vector<MetricFamily> describe(const AdapterFigures& figures) {
       {counters("quillon_reload_failures_total", "Configurations refused while running."), figures.failedReloads},
   };
   for (const auto& [made, value] : singles) addMetric(families.emplace_back(made), {}, static_cast<double>(value));
-  if (figures.delivery) describe(*figures.delivery, families);
+  if (figures.delivery) addDeliveryMetrics(*figures.delivery, families);
   return families;
 }
 

@@ -15,6 +15,15 @@ std::string CdsId::hex() const {
   return digits;
 }
 
+std::array<std::uint8_t, 16> CdsId::bytes() const {
+  std::array<std::uint8_t, 16> bytes{};
+  for (std::size_t i = 0; i < 8; ++i) {
+    bytes[i] = static_cast<std::uint8_t>(high >> (56 - 8 * i));
+    bytes[8 + i] = static_cast<std::uint8_t>(low >> (56 - 8 * i));
+  }
+  return bytes;
+}
+
 CdsId cdsId(std::string_view text) {
   const XXH128_hash_t hash = XXH3_128bits(text.data(), text.size());
   return {hash.high64, hash.low64};

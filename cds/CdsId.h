@@ -1,6 +1,7 @@
 #ifndef QUILLON_CDS_CDSID_H_
 #define QUILLON_CDS_CDSID_H_
 
+#include <array>
 #include <compare>
 #include <cstdint>
 #include <string>
@@ -22,6 +23,8 @@ struct CdsId {
 
   /// 32 hexadecimal digits, lower case; the canonical form, as xxhsum writes it.
   std::string hex() const;
+  /// The bytes that these digits stand for.
+  std::array<std::uint8_t, 16> bytes() const;
 };
 
 /// Of the bytes of a file of class definitions, as they stand.

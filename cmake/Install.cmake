@@ -44,8 +44,8 @@ install(FILES ${PROJECT_BINARY_DIR}/quillonConfigVersion.cmake DESTINATION ${pac
 
 install(TARGETS ${QUILLON_PROGRAMS} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES doc/quillon.1 doc/quillon-adapter.1 doc/quillon-cache.1 doc/quillon-check.1 doc/quillon-diff.1 doc/quillon-explain.1
-  doc/quillon-match.1 doc/quillon-regen.1 doc/quillon-send.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES doc/quillon-format.5 doc/quillon-adapter.5 doc/quillon-delivery.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+  doc/quillon-match.1 doc/quillon-regen.1 doc/quillon-send.1 doc/quillon-server.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES doc/quillon-format.5 doc/quillon-adapter.5 doc/quillon-delivery.5 doc/quillon-server.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 # Bash looks for the completion of a command under its name.
 foreach(program ${QUILLON_PROGRAMS})
   install(FILES tools/completion/quillon RENAME ${program} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

@@ -36,6 +36,7 @@ using ReadDestination = std::unique_ptr<Destination> (*)(TomlTable& table, const
 
 // One for each type, in the file of its name.
 std::unique_ptr<Destination> readSocketDestination(TomlTable& table, const std::string& directory);
+std::unique_ptr<Destination> readSqliteDestination(TomlTable& table, const std::string& directory);
 std::unique_ptr<Destination> readNatsDestination(TomlTable& table, const std::string& directory);
 std::unique_ptr<Destination> readKafkaDestination(TomlTable& table, const std::string& directory);
 std::unique_ptr<Destination> readHttpDestination(TomlTable& table, const std::string& directory);

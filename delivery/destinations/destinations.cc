@@ -10,6 +10,7 @@ void readDestinationType(TomlTable& table, ReadDestination& reader) {
                                       {"stdout", readStdoutDestination},
                                       {"socket", readSocketDestination},
                                       {"syslog", readSyslogDestination},
+                                      {"sqlite", readSqliteDestination},
                                       {"http", readHttpDestination},
                                       {"nats", readNatsDestination},
                                       {"kafka", readKafkaDestination},

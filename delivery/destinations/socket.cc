@@ -10,12 +10,11 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
-#include <filesystem>
 #include <optional>
-#include <random>
 #include <utility>
 
 #include "config/address.h"
+#include "delivery/destinations/Backoff.h"
 #include "delivery/destinations/Destination.h"
 #include "delivery/protocol/frames.h"
 #include "delivery/transport/Lookup.h"
@@ -76,8 +75,8 @@ class SocketSender {
       leave();
       if (feed_.stopping() || failure.empty()) continue;
       feed_.report(Feed::Level::kWarning, failure);
-      if (advanced_ || Clock::now() - began > options_.longestWait) wait_ = kFirstWait;
-      pause();
+      if (advanced_ || Clock::now() - began > options_.longestWait) backoff_.reset();
+      pause(feed_, Clock::now() + backoff_.next());
     }
   }
 
@@ -100,16 +99,6 @@ class SocketSender {
     events_ = {};
     at_ = 0;
     feed_.again();
-  }
-
-  /// Somewhere between half of the wait and all of it, so that clients do not come back in step; the next is twice as
-  /// long.
-  void pause() {
-    const auto longest = std::min(wait_, options_.longestWait).count();
-    const Clock::duration wait(std::uniform_int_distribution(longest / 2, longest)(random_));
-    wait_ = std::min(2 * wait_, options_.longestWait);
-    const Clock::time_point until = Clock::now() + wait;
-    while (!isOver() && Clock::now() < until) feed_.wait(until);
   }
 
   /// One connection, from its beginning to its end. Why it ended; empty when that was wanted.
@@ -352,7 +341,10 @@ class SocketSender {
     if (welcome.next < feed_.delivered()) {
       feed_.report(Feed::Level::kWarning, "the server has events below number " + std::to_string(welcome.next) +
                                               ", of those below " + std::to_string(feed_.delivered()) +
-                                              " that a server had acknowledged");
+                                              " that a server had acknowledged; it gets again what is still there");
+      events_ = {};
+      at_ = 0;
+      feed_.rewind(welcome.next);
     }
     feed_.connected(true);
     feed_.report(Feed::Level::kInfo, "connected to " + options_.name());
@@ -376,8 +368,7 @@ class SocketSender {
   Clock::time_point deadline_;  ///< When the server is taken for gone.
   Clock::time_point sentAt_;
   Clock::duration aliveAfter_{};
-  Clock::duration wait_ = kFirstWait;
-  std::minstd_rand random_{std::random_device()()};
+  Backoff backoff_{kFirstWait, options_.longestWait};
 };
 
 class SocketDestination : public Destination {
@@ -402,10 +393,7 @@ class SocketDestination : public Destination {
 
 std::unique_ptr<Destination> readSocketDestination(TomlTable& table, const std::string& directory) {
   SocketOptions options;
-  const auto readPath = [&](std::string_view key, std::string& path) {
-    if (table.readName(key, path)) path = (std::filesystem::path(directory) / path).lexically_normal();
-  };
-  readPath("path", options.path);
+  table.readPath("path", directory, options.path);
   const bool hasAddress = table.readName("address", options.address);
   if (hasAddress == table.has("path")) {
     table.report("address", "a socket needs either an address or the path of a Unix socket");
@@ -416,16 +404,16 @@ std::unique_ptr<Destination> readSocketDestination(TomlTable& table, const std::
   for (const char* const key : {"ca", "certificate", "key", "server_name", "verify"}) {
     if (table.has(key) && !options.isTls) table.report(key, std::string(key) + " needs tls = true");
   }
-  readPath("ca", options.tls.ca);
-  readPath("certificate", options.tls.certificate);
-  readPath("key", options.tls.key);
+  table.readPath("ca", directory, options.tls.ca);
+  table.readPath("certificate", directory, options.tls.certificate);
+  table.readPath("key", directory, options.tls.key);
   table.read("verify", options.tls.verify);
   table.readName("server_name", options.serverName);
   if (options.isTls && options.serverName.empty()) {
     if (!options.path.empty()) table.report("tls", "TLS through a Unix socket needs server_name");
     if (isAddress(options.address)) options.serverName = hostIn(options.address);
   }
-  readPath("token_file", options.tokenFile);
+  table.readPath("token_file", directory, options.tokenFile);
   table.readSize("window", options.window, 64 << 10, 1 << 30);
   table.readDuration("patience", options.patience, milliseconds(100), kDay);
   table.readDuration("longest_wait", options.longestWait, milliseconds(10), kDay);

@@ -14,12 +14,6 @@ namespace {
 /// Of a source; the plain definition has fixed words instead.
 const EventSource kSource = {.defaultText = "a 'default'", .label = "", .fileName = "/var/log/\xE9%s"};
 
-std::string textOf(const MadeEvent& event) {
-  std::string text = "EVENT " + std::string(event.className);
-  for (const NamedValue& slot : event.slots) ((((text += " `") += slot.name) += "=") += slot.value) += "'";
-  return text + " END";
-}
-
 /// Nothing comes twice in a block but by inheritance; nothing in it begins a comment or is a keyword.
 constexpr std::string_view kNames[] = {"host", "a=b",  "=", ";",      "$V2", "_event_id", "CLASS",
                                        "x\\",  "\xE9", "#", "SELECT", "$",   "`'",        "END;"};
@@ -39,6 +33,12 @@ std::string text(Random& random, std::size_t arguments) {
 }
 
 }  // namespace
+
+std::string plainText(const MadeEvent& event) {
+  std::string text = "EVENT " + std::string(event.className);
+  for (const NamedValue& slot : event.slots) ((((text += " `") += slot.name) += "=") += slot.value) += "'";
+  return text + " END";
+}
 
 TwoForms::TwoForms(std::string_view formats) {
   CollectedReports reports;
@@ -103,13 +103,15 @@ std::string TwoForms::plain(std::string_view message, const Match& match) {
 }
 
 std::string TwoForms::servers(const Match& match, const EventSource& source) {
-  std::vector<NamedValue> sent;
+  std::vector<NamedValue>& sent = sent_;
   attributes_->list(match.place, match.values, source, sent);
-  if (maker_->make(attributes_->eventId(match.place), sent) != EventMaker::Result::kMade) return "none";
+  eventId_ = attributes_->eventId(match.place);
+  if (maker_->make(eventId_, sent) != EventMaker::Result::kMade) return "none";
   if (maker_->event().eventId != match.eventId) return "another class";
-  std::string text = textOf(maker_->event());
+  std::string text = plainText(maker_->event());
   std::reverse(sent.begin(), sent.end());  // in any order
-  if (maker_->make(match.eventId, sent) != EventMaker::Result::kMade || textOf(maker_->event()) != text) return "moody";
+  if (maker_->make(match.eventId, sent) != EventMaker::Result::kMade || plainText(maker_->event()) != text)
+    return "moody";
   return text;
 }
 

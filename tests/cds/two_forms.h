@@ -1,6 +1,7 @@
 #ifndef QUILLON_TESTS_CDS_TWO_FORMS_H_
 #define QUILLON_TESTS_CDS_TWO_FORMS_H_
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,6 +42,10 @@ class TwoForms {
   const std::string& latest() const { return latest_; }
   std::size_t bound() const { return bound_; }
 
+  /// What the adapter sends of it, with the number of its class.
+  const std::vector<NamedValue>& sent() const { return sent_; }
+  std::uint32_t eventId() const { return eventId_; }
+
  private:
   std::string adapters(const Match& match, const EventSource& source);
   std::string plain(std::string_view message, const Match& match);
@@ -57,8 +62,13 @@ class TwoForms {
   std::optional<EventMaker> maker_;
   std::optional<MessageDecoder> decoder_;
   std::string latest_;
+  std::vector<NamedValue> sent_;
+  std::uint32_t eventId_ = 0;
   std::size_t bound_ = 0;
 };
+
+/// An event as the adapter writes it in its plain form.
+std::string plainText(const MadeEvent& event);
 
 /// `formats` as a format file with slots of every kind: odd names, constants that look like class definitions, PRINTFs
 /// of each other, slots that are inherited.

@@ -48,7 +48,7 @@ const std::map<std::string, std::vector<std::string>> kMayInclude = {
     {"adapter",
      {"foundation", "config", "src/adapters/logfile/common", "src/adapters/logfile/match", "src/adapters/logfile/event",
       "src/adapters/logfile/source", "cds", "delivery/cache", "delivery", "daemon", "program"}},
-    {"daemon", {"foundation", "config"}},
+    {"daemon", {"foundation", "config", "delivery/cache", "delivery"}},
     {"server", {"foundation", "config", "codeset", "cds", "delivery/cache", "delivery", "daemon", "program"}},
     {"compiler", {"program", "src/adapters/logfile/common"}},
     {"tools",

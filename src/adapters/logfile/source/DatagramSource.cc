@@ -11,7 +11,7 @@
 
 #include "src/adapters/logfile/source/Splitter.h"
 #include "src/adapters/logfile/source/fingerprint.h"
-#include "src/adapters/logfile/source/sockets.h"
+#include "foundation/sockets.h"
 
 namespace quillon {
 namespace {

@@ -13,7 +13,7 @@
 
 #include "src/adapters/logfile/source/LineSplitter.h"
 #include "src/adapters/logfile/source/OctetSplitter.h"
-#include "src/adapters/logfile/source/sockets.h"
+#include "foundation/sockets.h"
 
 namespace quillon {
 namespace {

@@ -1,4 +1,4 @@
-#include "src/adapters/logfile/source/sockets.h"
+#include "foundation/sockets.h"
 
 #include <netdb.h>
 

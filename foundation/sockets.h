@@ -1,5 +1,5 @@
-#ifndef QUILLON_SRC_ADAPTERS_LOGFILE_SOURCE_SOCKETS_H_
-#define QUILLON_SRC_ADAPTERS_LOGFILE_SOURCE_SOCKETS_H_
+#ifndef QUILLON_FOUNDATION_SOCKETS_H_
+#define QUILLON_FOUNDATION_SOCKETS_H_
 
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -22,4 +22,4 @@ std::string hostOf(const sockaddr_storage& address, socklen_t length);
 
 }  // namespace quillon
 
-#endif  // QUILLON_SRC_ADAPTERS_LOGFILE_SOURCE_SOCKETS_H_
+#endif  // QUILLON_FOUNDATION_SOCKETS_H_
