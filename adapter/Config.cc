@@ -1,15 +1,13 @@
 #include "adapter/Config.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string_view>
 
 #include "config/address.h"
+#include "config/document.h"
 #include "config/line_output_config.h"
 #include "src/adapters/logfile/source/PathScanner.h"
 
@@ -294,21 +292,11 @@ class ConfigReader {
   Config config_;
 };
 
-std::optional<Config> parse(const std::string& text, const fs::path& directory, const fs::path& file,
-                            std::vector<ConfigFault>& faults) {
-  const std::size_t before = faults.size();
-  toml::table document;
-  try {
-    document = toml::parse(text);
-  } catch (const toml::parse_error& error) {  // the library knows no other way
-    faults.push_back({{error.source().begin.line, error.source().begin.column}, std::string(error.description())});
-    return std::nullopt;
-  }
+/// The faults behind the first `before` are those of the document.
+std::optional<Config> read(const toml::table& document, const fs::path& directory, const fs::path& file,
+                           std::vector<ConfigFault>& faults, std::size_t before) {
   Config config = ConfigReader(directory, file, faults).read(document);
-  std::stable_sort(faults.begin() + static_cast<std::ptrdiff_t>(before), faults.end(),
-                   [](const ConfigFault& a, const ConfigFault& b) {
-                     return std::pair(a.place.line, a.place.column) < std::pair(b.place.line, b.place.column);
-                   });
+  sortByPlace(faults, before);
   if (faults.size() > before) return std::nullopt;
   return config;
 }
@@ -317,26 +305,16 @@ std::optional<Config> parse(const std::string& text, const fs::path& directory, 
 
 std::optional<Config> parseConfig(const std::string& text, const std::string& directory,
                                   std::vector<ConfigFault>& faults) {
-  return parse(text, directory, {}, faults);
+  const std::size_t before = faults.size();
+  const std::optional<toml::table> document = parseDocument(text, faults);
+  return document ? read(*document, directory, {}, faults, before) : std::nullopt;
 }
 
 std::optional<Config> readConfig(const std::string& path, std::vector<ConfigFault>& faults) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (!file || !(text << file.rdbuf())) {
-    const int error = errno;
-    if (!file || file.bad() || fs::is_directory(path)) {
-      faults.push_back({{}, "cannot read " + path + ": " + std::strerror(error)});
-      return std::nullopt;
-    }
-  }
-  std::error_code failed;
-  const fs::path absolute = fs::absolute(path, failed);
-  if (failed) {
-    faults.push_back({{}, "cannot tell the current directory: " + failed.message()});
-    return std::nullopt;
-  }
-  return parse(text.str(), absolute.parent_path(), absolute, faults);
+  const std::size_t before = faults.size();
+  const std::optional<ConfigDocument> document = readDocument(path, faults);
+  if (!document) return std::nullopt;
+  return read(document->table, document->directory, document->path, faults, before);
 }
 
 }  // namespace quillon

@@ -12,6 +12,15 @@ namespace quillon {
 
 namespace fs = std::filesystem;
 
+std::optional<toml::table> parseDocument(const std::string& text, std::vector<ConfigFault>& faults) {
+  try {
+    return toml::parse(text);
+  } catch (const toml::parse_error& error) {  // the library knows no other way
+    faults.push_back({{error.source().begin.line, error.source().begin.column}, std::string(error.description())});
+    return std::nullopt;
+  }
+}
+
 std::optional<ConfigDocument> readDocument(const std::string& path, std::vector<ConfigFault>& faults) {
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;
@@ -28,12 +37,9 @@ std::optional<ConfigDocument> readDocument(const std::string& path, std::vector<
     faults.push_back({{}, "cannot tell the current directory: " + failed.message()});
     return std::nullopt;
   }
-  try {
-    return ConfigDocument{toml::parse(text.str()), absolute.parent_path()};
-  } catch (const toml::parse_error& error) {  // the library knows no other way
-    faults.push_back({{error.source().begin.line, error.source().begin.column}, std::string(error.description())});
-    return std::nullopt;
-  }
+  std::optional<toml::table> table = parseDocument(text.str(), faults);
+  if (!table) return std::nullopt;
+  return ConfigDocument{std::move(*table), absolute, absolute.parent_path()};
 }
 
 void sortByPlace(std::vector<ConfigFault>& faults, std::size_t from) {

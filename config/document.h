@@ -13,8 +13,12 @@ namespace quillon {
 /// A configuration as it stands in its file.
 struct ConfigDocument {
   toml::table table;
-  std::string directory;  ///< That it stands in, an absolute path: relative paths within it belong to that.
+  std::string path;       ///< An absolute path,
+  std::string directory;  ///< and that of the directory that it stands in: relative paths within it belong there.
 };
+
+/// Nothing, after a fault, when the text is no TOML.
+std::optional<toml::table> parseDocument(const std::string& text, std::vector<ConfigFault>& faults);
 
 /// Reads the file `path`. Nothing, after a fault, when it cannot be read or is no TOML.
 std::optional<ConfigDocument> readDocument(const std::string& path, std::vector<ConfigFault>& faults);
