@@ -74,7 +74,7 @@ bool Intake::open(std::string& error) {
     return false;
   }
   aside_ = Parked::open(
-      {config_.parked + '/' + kAside, kAsideBytes, true}, [this](const std::string& text) { log_.error(text); }, error);
+      {config_.parked + '/' + kAside, kAsideBytes, true}, [this](const std::string& text) { tell(text); }, error);
   return aside_ && openParked(error);
 }
 
@@ -97,6 +97,7 @@ bool Intake::openParked(std::string& error) {
     if (isLeftover(*waiting)) {
       waiting->records.reset();
       fs::remove_all(config_.parked + '/' + name, failed);
+      if (!failed && client_.positions().contains(waiting->key)) batch_.setPosition(waiting->key, "");
       continue;
     }
     waiting_.emplace(*set, std::move(waiting));
@@ -108,7 +109,7 @@ std::unique_ptr<Intake::Waiting> Intake::openWaiting(const std::string& name, st
   auto waiting = std::make_unique<Waiting>();
   waiting->name = name;
   waiting->records = Parked::open(
-      {config_.parked + '/' + name, config_.parkedBytes}, [this](const std::string& text) { log_.error(text); }, error);
+      {config_.parked + '/' + name, config_.parkedBytes}, [this](const std::string& text) { tell(text); }, error);
   if (!waiting->records) return nullptr;
   waiting->key = std::string(kParkedKey) + name + '/' + waiting->records->identity();
   forgetOthersOf(*waiting);
@@ -133,6 +134,11 @@ bool Intake::isLeftover(const Waiting& waiting) const {
     const auto sender = senders_.find(client.first);
     return sender != senders_.end() && sender->second->accepted >= client.second;
   });
+}
+
+/// What goes on failing is tried a few times a second.
+void Intake::tell(const std::string& text) {
+  if (throttle_.admits(text)) log_.error(text);
 }
 
 Intake::Sender* Intake::sender(std::string_view id) {

@@ -105,6 +105,7 @@ class Intake {
   void store(const delivery::Record& record, std::string_view bytes);
   const char* makeEvent(EventMaker& maker);
   void setAside(std::string_view from, const delivery::Event& event, const std::string& why, const std::string& detail);
+  void tell(const std::string& text);
   bool forgetSomebody();
 
   const ServerConfig& config_;
