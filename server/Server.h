@@ -29,7 +29,8 @@ namespace quillon {
 /// delivery::Client, all of one turn as one batch: its threads write it and bring it on. What is safe then is
 /// acknowledged. While that takes nothing, nothing is read.
 ///
-/// SIGTERM and SIGINT end it in good order; SIGHUP reads certificates, tokens and class definitions again. These signals must be blocked in every thread before one is made (blockSignals()).
+/// SIGTERM and SIGINT end it in good order; SIGHUP reads certificates, tokens and class definitions again. These
+/// signals must be blocked in every thread before one is made (blockSignals()).
 class Server {
  public:
   explicit Server(ServerConfig config);

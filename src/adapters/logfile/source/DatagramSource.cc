@@ -9,9 +9,9 @@
 #include <cstring>
 #include <utility>
 
+#include "foundation/sockets.h"
 #include "src/adapters/logfile/source/Splitter.h"
 #include "src/adapters/logfile/source/fingerprint.h"
-#include "foundation/sockets.h"
 
 namespace quillon {
 namespace {
