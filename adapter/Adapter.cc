@@ -300,10 +300,15 @@ int Adapter::sendOut() {
   keepPositions();
   delivery::Client::Ticket ticket = 0;
   const int error = sender_->send(ticket);
-  if (error != 0 || ticket == 0) return error;
-  lastTicket_ = ticket;
-  checkpoint("batch-sent");
-  for (const auto& runner : runners_) runner->sent(ticket);
+  if (error != 0) return error;
+  if (ticket != 0) {
+    lastTicket_ = ticket;
+    checkpoint("batch-sent");
+  }
+  for (const auto& runner : runners_) {
+    runner->sent(lastTicket_);
+    runner->stored(sender_->client().safe());  // nothing may have come of the messages
+  }
   return 0;
 }
 
@@ -410,6 +415,11 @@ bool Adapter::apply(const std::shared_ptr<const Setup>& setup) {
   };
   if (next.delivery.has_value() != config().delivery.has_value()) {
     error = "a change between [output] and [delivery] needs a new start";
+    return refused();
+  }
+  const auto isRaw = [](delivery::RecordForm form) { return form == delivery::RecordForm::kRaw; };
+  if (sender_ && isRaw(sender_->form()) != isRaw(next.delivery->form)) {
+    error = "a change to form = \"raw\", or from it, needs a new start";
     return refused();
   }
   auto output = std::make_unique<LineOutput>();

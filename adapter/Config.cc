@@ -165,17 +165,16 @@ class ConfigReader {
   void readSource(const std::string& name, TomlTable& table) {
     SourceConfig source;
     source.name = name;
-    table.require("formats");
-    readPath(table, "formats", source.formats);
-    source.formatsPlace = table.placeOf("formats");
-    table.readWord("order", source.order, {{"last-first", FormatOrder::kLastFirst}, {"file", FormatOrder::kOfFile}});
-    table.read("default", source.defaultText);
-    table.read("label", source.label);
-    table.read("event_log", source.eventLog);
-    table.readDuration("multiline_wait", source.multilineWait, milliseconds(0), kDay);
-    readPath(table, "unmatched", source.unmatched);
+    if (config_.delivery && config_.delivery->form == delivery::RecordForm::kRaw) {
+      if (table.has("formats")) {
+        table.report("formats", "with form = \"raw\" messages are sent as they are: no formats bind them");
+        return;
+      }
+    } else {
+      readBinding(table, source);
+    }
 
-    enum class Type { kFile, kFifo, kStdin, kTcp, kUdp, kUnix };
+    enum class Type { kFile, kFifo, kStdin, kTcp, kUdp, kUnix, kNats, kKafka };
     std::optional<Type> type;
     table.require("type");
     table.readWord<std::optional<Type>>("type", type,
@@ -184,7 +183,9 @@ class ConfigReader {
                                          {"stdin", Type::kStdin},
                                          {"tcp", Type::kTcp},
                                          {"udp", Type::kUdp},
-                                         {"unix", Type::kUnix}});
+                                         {"unix", Type::kUnix},
+                                         {"nats", Type::kNats},
+                                         {"kafka", Type::kKafka}});
     if (!type) return;  // what else is there cannot be judged
     switch (*type) {
       case Type::kFile:
@@ -206,9 +207,35 @@ class ConfigReader {
       case Type::kUnix:
         readDatagrams(table, source.input.emplace<DatagramOptions>(), *type == Type::kUnix);
         break;
+      case Type::kNats:
+        refuseWithoutDelivery(table);
+        readNatsSource(table, directory_, source.input.emplace<NatsSourceOptions>());
+        break;
+      case Type::kKafka:
+        refuseWithoutDelivery(table);
+        readKafkaSource(table, directory_, source.input.emplace<KafkaSourceOptions>());
+        break;
     }
     table.finish();
     config_.sources.push_back(std::move(source));
+  }
+
+  /// What becomes of messages.
+  void readBinding(TomlTable& table, SourceConfig& source) {
+    table.require("formats");
+    readPath(table, "formats", source.formats);
+    source.formatsPlace = table.placeOf("formats");
+    table.readWord("order", source.order, {{"last-first", FormatOrder::kLastFirst}, {"file", FormatOrder::kOfFile}});
+    table.read("default", source.defaultText);
+    table.read("label", source.label);
+    table.read("event_log", source.eventLog);
+    table.readDuration("multiline_wait", source.multilineWait, milliseconds(0), kDay);
+    readPath(table, "unmatched", source.unmatched);
+  }
+
+  void refuseWithoutDelivery(TomlTable& table) {
+    if (config_.delivery) return;
+    table.report("type", "such a source needs [delivery]: the broker keeps messages until what came of them is stored");
   }
 
   void readFiles(TomlTable& table, FileOptions& options) {

@@ -14,6 +14,8 @@
 #include "daemon/Log.h"
 #include "delivery/client/DeliveryConfig.h"
 #include "foundation/line_output.h"
+#include "src/adapters/logfile/broker/KafkaSource.h"
+#include "src/adapters/logfile/broker/NatsSource.h"
 #include "src/adapters/logfile/event/EventForms.h"
 #include "src/adapters/logfile/source/DatagramSource.h"
 #include "src/adapters/logfile/source/FifoSource.h"
@@ -30,7 +32,7 @@ namespace quillon {
 /// One table [source.NAME].
 struct SourceConfig {
   std::string name;
-  std::string formats;       ///< Path of the format file,
+  std::string formats;       ///< Path of the format file; empty: messages are sent as they are,
   ConfigPlace formatsPlace;  ///< and where the configuration names it.
   FormatOrder order = FormatOrder::kLastFirst;
   std::string defaultText = "default";
@@ -38,7 +40,9 @@ struct SourceConfig {
   bool eventLog = false;                                    ///< Newlines are white space.
   Duration multilineWait = std::chrono::milliseconds(500);  ///< Of a format that needs more lines than there are.
   std::string unmatched;  ///< The file that messages are appended to that no format binds; empty: they are dropped.
-  std::variant<StreamOptions, FileOptions, FifoOptions, TcpOptions, DatagramOptions> input;
+  std::variant<StreamOptions, FileOptions, FifoOptions, TcpOptions, DatagramOptions, NatsSourceOptions,
+               KafkaSourceOptions>
+      input;
 };
 
 /// The table [output].

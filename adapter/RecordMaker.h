@@ -8,6 +8,7 @@
 
 #include "adapter/FormatFile.h"
 #include "adapter/MessageBinder.h"
+#include "adapter/MessageName.h"
 #include "cds/EventMaker.h"
 #include "delivery/Record.h"
 #include "src/adapters/logfile/event/EventWriter.h"
@@ -29,15 +30,10 @@ class RecordMaker {
                                const std::optional<Origin>& origin);
 
  private:
-  std::string_view positionOf(const MessageBinder::Outcome& outcome);
-
   const std::shared_ptr<const FormatFile> formats_;
-  const std::string source_;
-  const std::string run_;  ///< Names this object, for messages that have no place to go back to.
-  std::uint64_t count_ = 0;
+  MessageName name_;
   EventMaker maker_;
   std::vector<NamedValue> attributes_;
-  std::string position_;
   delivery::Record record_;
 };
 

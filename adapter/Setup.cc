@@ -50,6 +50,10 @@ std::shared_ptr<const Setup> loadSetup(const std::string& path, std::vector<Setu
   bool good = true;
   std::map<std::pair<std::string, FormatOrder>, std::shared_ptr<const FormatFile>> loaded;
   for (const SourceConfig& source : config->sources) {
+    if (source.formats.empty()) {
+      setup->formats.push_back(nullptr);
+      continue;
+    }
     const auto [known, isNew] = loaded.try_emplace({source.formats, source.order});
     if (isNew && !isFileOrMissing(source.formats)) {
       reports.push_back({true, placed(path, source.formatsPlace, "cannot read " + source.formats + ": is not a file")});

@@ -13,7 +13,8 @@ namespace quillon {
 /// A configuration with all format files that it names, read and found good. Immutable.
 struct Setup {
   Config config;
-  std::vector<std::shared_ptr<const FormatFile>> formats;  ///< One for each source; sources may share one.
+  std::vector<std::shared_ptr<const FormatFile>> formats;  ///< One for each source, or null where
+                                                           ///< messages stay as they are.
 };
 
 /// Something that the operator should know of a configuration or a format file.

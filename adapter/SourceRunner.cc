@@ -38,6 +38,12 @@ class Opener {
   std::unique_ptr<Source> operator()(const DatagramOptions& options) const {
     return DatagramSource::open(options, observer_, error_);
   }
+  std::unique_ptr<Source> operator()(const NatsSourceOptions& options) const {
+    return openNatsSource(options, observer_);
+  }
+  std::unique_ptr<Source> operator()(const KafkaSourceOptions& options) const {
+    return openKafkaSource(options, observer_, error_);
+  }
 
  private:
   const KeptState& state_;
@@ -96,6 +102,11 @@ std::optional<LineOutput> SourceRunner::openUnmatched(const SourceConfig& config
 void SourceRunner::setFormats(std::shared_ptr<const FormatFile> formats) {
   collectCounts();
   formats_ = std::move(formats);
+  Sender* const sender = outputs_.sender;
+  if (!formats_) {
+    rawName_.emplace(sender->nameOf(config_.name));
+    return;
+  }
   bound_.assign(formats_->classes().size(), 0);
   const MessageBinder::Options options{
       .wait = config_.multilineWait, .fromEventLog = config_.eventLog, .whole = joinsLines(config_)};
@@ -104,7 +115,7 @@ void SourceRunner::setFormats(std::shared_ptr<const FormatFile> formats) {
   } else {
     binder_.emplace(formats_, options, [this](const MessageBinder::Outcome& outcome) { handle(outcome); });
   }
-  if (Sender* const sender = outputs_.sender) maker_.emplace(formats_, sender->form(), sender->nameOf(config_.name));
+  if (sender) maker_.emplace(formats_, sender->form(), sender->nameOf(config_.name));
   writer_.emplace(formats_->forms(), EventSource{config_.defaultText, config_.label, fileName_});
 }
 
@@ -136,25 +147,28 @@ bool SourceRunner::work(TimePoint now, std::size_t most) {
         message.text = marked(message, now);
         message.roomy = false;
       }
-      binder_->add(message, now);
+      binder_ ? binder_->add(message, now) : pass(message);
       continue;
     }
     const bool ended = source_->ended();
+    ended_ = ended;
+    if (!binder_) return false;
     if (ended && finishing_ == Finish::kStop) {
       binder_->forget([this](const Position& position) { return source_->comesAgain(position); });
     }
     // Where the source only pauses, the lines that are waited for may be there.
     if (ended || source_->deadline() > now) binder_->expire(now, ended);
-    ended_ = ended;
     return false;
   }
-  if (binder_->deadline() <= now) {
+  if (binder_ && binder_->deadline() <= now) {
     binder_->expire(now, false, [this](const Position& last, TimePoint due) { return source_->mayFollow(last, due); });
   }
   return true;
 }
 
-TimePoint SourceRunner::deadline() const { return std::min(source_->deadline(), binder_->deadline()); }
+TimePoint SourceRunner::deadline() const {
+  return binder_ ? std::min(source_->deadline(), binder_->deadline()) : source_->deadline();
+}
 
 void SourceRunner::handle(const MessageBinder::Outcome& outcome) {
   if (outcome.match) {
@@ -167,10 +181,22 @@ void SourceRunner::handle(const MessageBinder::Outcome& outcome) {
       unmatched_->lines().append("\n");
     }
   }
-  for (const Position& position : outcome.positions) {
-    if (!latest_ || latest_->file != position.file) latest_ = &handled_[position.file];
-    *latest_ = position;
-  }
+  for (const Position& position : outcome.positions) handled(position);
+}
+
+void SourceRunner::handled(const Position& position) {
+  if (!latest_ || latest_->file != position.file) latest_ = &handled_[position.file];
+  *latest_ = position;
+}
+
+/// Sends a message as it is.
+void SourceRunner::pass(const Message& message) {
+  delivery::Record record;
+  record.form = delivery::RecordForm::kRaw;
+  record.text = message.text;
+  rawName_->set(message.position, source_->origin(message.position), record);
+  outputs_.sender->add(record);
+  handled(message.position);
 }
 
 void SourceRunner::write(const MessageBinder::Outcome& outcome) {
@@ -182,7 +208,8 @@ void SourceRunner::write(const MessageBinder::Outcome& outcome) {
 }
 
 void SourceRunner::send(const MessageBinder::Outcome& outcome) {
-  const std::optional<Origin> origin = source_->origin(outcome.positions.back());
+  const std::optional<Origin> origin =
+      outcome.positions.empty() ? std::nullopt : source_->origin(outcome.positions.back());
   const delivery::Record* const record = maker_->make(outcome, {config_.defaultText, config_.label, fileName_}, origin);
   if (record) return outputs_.sender->add(*record);
   log_.error(config_.name + ": an event is lost that is too large to be sent, of class " +

@@ -42,7 +42,8 @@ class SourceRunner : private SourceObserver {
     LineOutput& lines;
     Sender* sender;
   };
-  /// Opens the source, which goes on from `state`. Null when that cannot be, with the reason in `error`. Refers to
+  /// Opens the source, which goes on from `state`. Without `formats` there must be a sender, to which messages go as
+  /// they are. Null when that cannot be, with the reason in `error`. Refers to
   /// what `outputs` does and `log`.
   static std::unique_ptr<SourceRunner> open(const SourceConfig& config, std::shared_ptr<const FormatFile> formats,
                                             const KeptState& state, const Outputs& outputs, const Log& log,
@@ -101,6 +102,8 @@ class SourceRunner : private SourceObserver {
   void write(const MessageBinder::Outcome& outcome);
   void writeLine(const MessageBinder::Outcome& outcome);
   void send(const MessageBinder::Outcome& outcome);
+  void pass(const Message& message);
+  void handled(const Position& position);
   std::string_view marked(const Message& message, TimePoint now);
   void collectCounts();
 
@@ -111,8 +114,9 @@ class SourceRunner : private SourceObserver {
   const Outputs outputs_;
   const Log& log_;
   std::unique_ptr<Source> source_;
-  std::shared_ptr<const FormatFile> formats_;
-  std::optional<MessageBinder> binder_;
+  std::shared_ptr<const FormatFile> formats_;  ///< Null: messages are passed on as they are,
+  std::optional<MessageName> rawName_;         ///< under this name.
+  std::optional<MessageBinder> binder_;        ///< With formats.
   std::optional<EventWriter> writer_;
   std::optional<RecordMaker> maker_;  ///< With a sender.
   std::string fileName_;              ///< Of the message before, for which `writer_` is set.

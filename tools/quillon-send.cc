@@ -140,12 +140,15 @@ std::string addLine(std::string_view line, Sending& sending) {
   if (document.HasParseError()) return "no JSON, from byte " + std::to_string(document.GetErrorOffset() + 1) + " on";
   if (!document.IsObject()) return "no object";
   Record record;
-  for (const auto& member : document.GetObject()) {
+  // Counted: how the iterators are compared, C++20 finds ambiguous.
+  for (rapidjson::SizeType i = 0; i < document.MemberCount(); ++i) {
+    const auto& member = document.MemberBegin()[i];
     const std::string_view name = textOf(member.name);
     if (name == "class" && member.value.IsString()) {
       record.className = textOf(member.value);
     } else if (name == "slots" && member.value.IsObject()) {
-      for (const auto& slot : member.value.GetObject()) {
+      for (rapidjson::SizeType k = 0; k < member.value.MemberCount(); ++k) {
+        const auto& slot = member.value.MemberBegin()[k];
         if (!slot.value.IsString() && !slot.value.IsBool()) {
           return "the slot \"" + std::string(textOf(slot.name)) + "\" is neither text, nor a number, true or false";
         }

@@ -93,6 +93,8 @@ TEST(Config, FaultsAreToldWithTheirPlaces) {
        "[source.c]\ntype = \"stdin\"\nformats = \"f\"\nunmatched = \"u\"\n",  // one for two is fine
        "good"},
       {"[delivery]\ncache = \"c\"\n[destination.d]\ntype = \"stdout\"\n", "good"},
+      {"[delivery]\ncache = \"c\"\nform = \"raw\"\n[destination.d]\ntype = \"stdout\"\n",
+       "8:11 with form = \"raw\" messages are sent as they are: no formats bind them\n"},
       {"state = \"s\"\n[output]\n[delivery]\ncache = \"c\"\n[destination.d]\ntype = \"stdout\"\n",
        "1:9 with [delivery] there is no state: where sources are is kept in the cache\n"
        "2:1 [output] and [delivery] exclude each other: events go one way\n"},

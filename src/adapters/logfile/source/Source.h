@@ -147,8 +147,8 @@ class Source {
   /// Everything up to this position has been taken care of, and takeChanges() may say so. What was delivered and never
   /// acknowledged is delivered again after a restart.
   virtual void acknowledge(const Position& /*position*/) {}
-  /// Everything up to this position is stored for good, as far as the outputs promise that, so whoever keeps it for this
-  /// source may forget it. Comes some time after acknowledge(), in order, and not for every position.
+  /// Everything up to this position is stored for good, as far as the outputs promise that, so whoever keeps it for
+  /// this source may forget it. Comes some time after acknowledge(), in order, and not for every position.
   virtual void stored(const Position& /*position*/) {}
   /// Of the message that ends here and is not stored yet; nothing where this source is its origin. The views last until
   /// the message is stored.
