@@ -4,7 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <regex>
+#include <algorithm>
 #include <string>
 #include <thread>
 #include <vector>
@@ -86,11 +86,16 @@ TEST(SyslogDestination, SendsFramedMessagesAndConnectsAgain) {
   receiver.accept();
   feed.add(event("A", "\xC3\xA9\n"), RecordForm::kEvent);
   feed.add(event(std::string(40, 'x'), "2"), RecordForm::kEvent);
-  const std::regex first(  // 19 * 8 + 3; the text is UTF-8
-      "<155>1 \\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{6}Z web_1 quillon - A - "
-      "\\{\"class\":\"A\",\"event_id\":0,\"slots\":\\{\"n\":\"\xC3\xA9\\\\n\"\\},\"source\":\"web 1/auth\"\\}");
-  const std::string message = receiver.next();
-  EXPECT_TRUE(std::regex_match(message, first)) << message;
+  std::string message = receiver.next();
+  // Of the time only the form is known.
+  const std::size_t time = message.find(' ') + 1;
+  for (std::size_t i = time; i < std::min(message.size(), message.find(' ', time)); ++i) {
+    if (message[i] >= '0' && message[i] <= '9') message[i] = 'd';
+  }
+  EXPECT_EQ(
+      "<155>1 dddd-dd-ddTdd:dd:dd.ddddddZ web_1 quillon - A - "  // 19 * 8 + 3
+      "{\"class\":\"A\",\"event_id\":0,\"slots\":{\"n\":\"\xC3\xA9\\n\"},\"source\":\"web 1/auth\"}",
+      message);
   EXPECT_NE(std::string::npos, receiver.next().find(" - " + std::string(32, 'x') + " - {"));
   EXPECT_TRUE(feed.waitDelivered(2));
   EXPECT_TRUE(feed.isConnected());
