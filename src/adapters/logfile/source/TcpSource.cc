@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/sockets.h"
 #include "src/adapters/logfile/source/LineSplitter.h"
 #include "src/adapters/logfile/source/OctetSplitter.h"
-#include "foundation/sockets.h"
 
 namespace quillon {
 namespace {
