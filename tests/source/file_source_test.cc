@@ -6,9 +6,9 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/source/file_world.h"
@@ -200,41 +200,43 @@ TEST_F(FileSourceScript, KnowsACopyThatIsShorter) {
                 {.include = {"a"}, .exclude = {}, .joining = {}}));
 }
 
-// Names move while they are looked at, and most files are closed.
+// Names move between any two calls, and most files are closed.
 TEST(FileSource, KeepsTheOrderOfManyRotations) {
-  for (const bool countsUp : {true, false}) {
+  for (unsigned seed = 0; seed < 40; ++seed) {
+    const bool countsUp = seed % 2 == 0;
     const ScratchDirectory directory(inMemory());
     const std::string path = directory.path() / "a.log";
-    const auto numbered = [&](int number) { return path + "." + std::to_string(number); };
-    constexpr int kLines = 300;
-    std::thread writer([&] {
-      for (int line = 0, files = 0; line < kLines; ++line) {
-        std::ofstream(path, std::ios::app) << line << std::string(80, '.') << '\n';
-        if (line % 3 != 0 || line + 1 == kLines) continue;
-        for (int n = countsUp ? 0 : files; n >= 1; --n) fs::rename(numbered(n), numbered(n + 1));
-        fs::rename(path, numbered(countsUp ? files + 1 : 1));
-        ++files;
-        if (line % 60 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-      }
-    });
     FileOptions options{.include = {path}, .exclude = {}, .pollInterval = std::chrono::milliseconds(20), .joining = {}};
     options.mostOpen = 4;
     CollectedNotices notices;
     FileSource source(options, {}, notices);
     Message message;
-    int next = 0;
-    for (int idle = 0; next < kLines && idle < 5000;) {
-      if (source.next(std::chrono::steady_clock::now(), message)) {
-        EXPECT_EQ(std::to_string(next++), message.text.substr(0, message.text.find('.'))) << (countsUp ? "up" : "down");
+    std::minstd_rand random(seed);
+    std::size_t next = 0;
+    TimePoint now;
+    const auto read = [&](std::size_t calls) {
+      for (; calls > 0; --calls, now += std::chrono::milliseconds(1)) {
+        if (!source.next(now, message)) continue;
+        EXPECT_EQ(std::to_string(next++), message.text.substr(0, message.text.find('.'))) << "seed " << seed;
         source.acknowledge(message.position);
-        continue;
       }
-      pollfd ready{.fd = source.descriptor(), .events = POLLIN, .revents = 0};
-      if (poll(&ready, 1, 1) <= 0) ++idle;
+    };
+    const auto rename = [&](int from, int to) {
+      fs::rename(from == 0 ? path : path + "." + std::to_string(from), path + "." + std::to_string(to));
+      if (random() % 16 == 0) read(random() % 8);
+    };
+    read(1);  // what was rotated before is not read
+    constexpr std::size_t kLines = 90;
+    for (int line = 0, files = 0; line < static_cast<int>(kLines); ++line) {
+      std::ofstream(path, std::ios::app) << line << std::string(80, '.') << '\n';
+      if (line % 3 != 0) continue;
+      for (int n = countsUp ? 0 : files; n >= 1; --n) rename(n, n + 1);
+      ++files;
+      rename(0, countsUp ? files : 1);
     }
-    writer.join();
-    EXPECT_EQ(kLines, next);
-    EXPECT_EQ(std::vector<std::string>(), notices.texts);
+    read(1000);
+    EXPECT_EQ(kLines, next) << "seed " << seed;
+    EXPECT_EQ(std::vector<std::string>(), notices.texts) << "seed " << seed;
   }
 }
 

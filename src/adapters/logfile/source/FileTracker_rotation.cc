@@ -166,7 +166,7 @@ void FileTracker::adoptGenerations(const std::string& path, Path& entry, TimePoi
     }
   };
   find();
-  for (int n = 0; n < kTries && found.size() > 1 && !listings_.isStill(directory); ++n) find();
+  for (int n = 0; n < kTries && !found.empty() && !listings_.isStill(directory); ++n) find();
   const FollowedFile* former = table_.find(entry.former);
   if (found.size() > 1) {
     sortByAge(found, former ? listings_.nameOfInode(directory, former->identity.inode) : "");
